@@ -1,0 +1,74 @@
+#include "common/console.h"
+
+#include <cstdarg>
+
+namespace tavindex {
+
+namespace {
+
+bool NeverCancelled() { return false; }
+
+[[gnu::format(printf, 2, 0)]] void ComposeList(RunContext& run, const char* format,
+                                               std::va_list values) {
+  std::vsnprintf(run.console.messageBuffer.data(), kMessageSize, format, values);
+}
+
+}  // namespace
+
+CancelPoll cancelPoll = NeverCancelled;
+
+bool ShowMessage(RunContext& run, const char* text) {
+  if (run.console.consoleStream != nullptr) {
+    std::fprintf(run.console.consoleStream, "%s", text);
+    std::fflush(run.console.consoleStream);
+  }
+  return cancelPoll();
+}
+
+bool ShowProgress(RunContext& run, const char* text) {
+  return run.console.progressOn ? ShowMessage(run, text) : cancelPoll();
+}
+
+void Compose(RunContext& run, const char* format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  ComposeList(run, format, values);
+  va_end(values);
+}
+
+bool ShowFormatted(RunContext& run, const char* format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  ComposeList(run, format, values);
+  va_end(values);
+  const bool cancelled = ShowMessage(run, run.console.messageBuffer.data());
+  run.console.messageBuffer[0] = '\0';
+  return cancelled;
+}
+
+bool ShowProgressFormatted(RunContext& run, const char* format, ...) {
+  std::va_list values;
+  va_start(values, format);
+  ComposeList(run, format, values);
+  va_end(values);
+  const bool cancelled = ShowProgress(run, run.console.messageBuffer.data());
+  run.console.messageBuffer[0] = '\0';
+  return cancelled;
+}
+
+void ShowDebug(RunContext& run, const char* format, ...) {
+  if (!run.control.debugMode) return;
+  std::va_list values;
+  va_start(values, format);
+  ComposeList(run, format, values);
+  va_end(values);
+  ShowMessage(run, run.console.messageBuffer.data());
+  run.console.messageBuffer[0] = '\0';
+}
+
+Result ReportCancel(RunContext& run) {
+  ShowMessage(run, "The operation was canceled by the user!\n");
+  return kCancelled;
+}
+
+}  // namespace tavindex

@@ -1,0 +1,7 @@
+#include "common/run_context.h"
+
+namespace tavindex {
+
+RunContext* runContext = nullptr;
+
+}  // namespace tavindex

@@ -1,0 +1,121 @@
+#include "driver/clean_up.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "common/file.h"
+#include "common/interrupt_guard.h"
+
+namespace tavindex {
+
+namespace {
+
+constexpr std::int32_t kSmallestHalf = 8192;
+constexpr int kInterruptedStatus = 1;
+
+// A file that was made by this run and is still empty goes again when the run fails.
+void RemoveCreatedInput(FileState& files, bool stillEmpty) {
+  if (!files.createdInput || !stillEmpty) return;
+  files.lastOpenPath = files.dataFileName;
+  RemoveFile(files.lastOpenPath.CStr());
+}
+
+void CloseInput(RunContext& run, Ending ending) {
+  FileState& files = run.files;
+  if (files.inputFd < 0) return;
+  struct stat status;
+  const bool empty = StatFile(files.inputFd, status) && status.st_size == 0;
+  if (run.options.compactFlags != 0 && files.outputFd == files.inputFd) files.outputFd = kNoFile;
+  CloseFile(files.inputFd);
+  if (ending == Ending::kAbort) RemoveCreatedInput(files, empty);
+}
+
+void CloseOutput(RunContext& run, Ending ending) {
+  FileState& files = run.files;
+  if (files.outputFd < 0) return;
+  CloseFile(files.outputFd);
+  if (ending != Ending::kAbort || files.outputFileName.Empty()) return;
+  files.lastOpenPath = files.outputFileName;
+  RemoveFile(files.lastOpenPath.CStr());
+}
+
+void CloseWorkFile(const RunContext& run, int& fd, const WorkName& name) {
+  if (fd < 0) return;
+  CloseFile(fd);
+  if (!run.control.debugMode) RemoveFile(name.CStr());
+}
+
+// The descriptors and files of the run; safe in a signal handler.
+void CloseFiles(RunContext& run, Ending ending) {
+  if (ending == Ending::kAbort) CloseFile(run.files.errorFd);
+  CloseInput(run, ending);
+  CloseOutput(run, ending);
+  CloseWorkFile(run, run.files.workFd1, run.files.workFileName1);
+  CloseWorkFile(run, run.files.workFd2, run.files.workFileName2);
+}
+
+}  // namespace
+
+std::uint32_t GetSortMemory(RunContext& run, std::uint32_t size) {
+  while (!run.sort.sortMemory.Allocate(size)) {
+    // The half is signed: a request of 2 GiB or more has a negative one, and is not tried again.
+    const std::int32_t half = static_cast<std::int32_t>(size) >> 1;
+    if (half < kSmallestHalf) return 0;
+    size = static_cast<std::uint32_t>(half);
+  }
+  run.sort.sortMemoryBase = run.sort.sortMemory.Data();
+  return size;
+}
+
+void FreeBuffers(RunContext& run) {
+  for (Buffer* buffer : {&run.writer.ioBuffer, &run.scan.inputBuffer, &run.control.commandLine,
+                         &run.sort.trainTable, &run.sort.sortMemory, &run.isi.sectors}) {
+    buffer->Free();
+  }
+  run.scan.scanPtr = nullptr;
+  run.scan.spareArea = nullptr;
+  run.sort.sortMemoryBase = nullptr;
+}
+
+void CleanUp(RunContext& run, Ending ending) {
+  const InterruptGuard guard;
+  if (ending == Ending::kAbort) CloseLog(run);
+  CloseFiles(run, ending);
+}
+
+void CloseLog(RunContext& run) {
+  ConsoleState& console = run.console;
+  if (console.consoleStream == nullptr) return;
+  std::fflush(console.consoleStream);
+  if (console.logOpened) std::fclose(console.consoleStream);
+  console.consoleStream = nullptr;
+  console.consoleFd = kNoFile;
+  console.logOpened = false;
+}
+
+void InstallInterruptHandler() {
+  struct sigaction action {};
+  action.sa_handler = OnInterrupt;
+  action.sa_mask = EndingSignals();
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction before {};
+    if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+      sigaction(signal, &action, nullptr);
+    }
+  }
+}
+
+void OnInterrupt(int) {
+  constexpr char kText[] = "Processing aborted via user interrupt.\n";
+  RunContext& run = *runContext;
+  if (run.console.consoleFd >= 0) {
+    [[maybe_unused]] const ssize_t count =
+        ::write(run.console.consoleFd, kText, std::strlen(kText));
+  }
+  CloseFiles(run, Ending::kAbort);
+  ::_exit(kInterruptedStatus);
+}
+
+}  // namespace tavindex

@@ -1,0 +1,13 @@
+// The pre-options: arguments that begin with "-" in front of the data file specification.
+#pragma once
+
+#include "common/run_context.h"
+#include "driver/arguments.h"
+
+namespace tavindex {
+
+// Reads them up to the first argument that does not begin with "-". kOk, kUsageShown after "-?",
+// or kBadIniOption after its message. Letters without a meaning are passed over.
+Result ReadPreOptions(RunContext& run, Arguments& arguments);
+
+}  // namespace tavindex

@@ -1,0 +1,21 @@
+// The resolution of the data file's and the index file's name: volume, parts, default extension,
+// search path, assembly. Both start from the name as typed and leave its parts in `names`.
+#pragma once
+
+#include "common/run_context.h"
+
+namespace tavindex {
+
+// dataFileName from its typed form to the path that is opened. False when the volume's directory
+// and the name do not fit together; the name is then as typed.
+bool ResolveDataName(RunContext& run);
+
+// outputFileName's parts, up to but without the final assembly. Needs the data file's parts: a
+// missing base name or directory is taken from them. False as above.
+bool ResolveIndexParts(RunContext& run);
+
+// The rule for the name of an ISI that is only read: its own parts, ".ISI" when it has no
+// extension, the search path.
+bool ResolveIsiName(RunContext& run, PathText& name);
+
+}  // namespace tavindex

@@ -1,0 +1,23 @@
+// The in-memory sort of one sort area. The items stay where the scanner put them; the array of
+// 4-byte item offsets behind them is put in order.
+#pragma once
+
+#include <cstdint>
+
+#include "common/run_context.h"
+
+namespace tavindex {
+
+// The values of sortMethod. Any other leaves an area unsorted.
+inline constexpr std::uint32_t kShellSort = 0;
+inline constexpr std::uint32_t kQuickSort = 1;
+
+// The offsets from the start of the sort area, maxItems of them, at the next multiple of 8 behind
+// maxItems items.
+std::uint32_t* ItemReferences(RunContext& run);
+
+// References the items of the area and sorts the references. The end marker's reference, if there
+// is a marker, stands behind the sorted ones.
+void SortSubList(RunContext& run);
+
+}  // namespace tavindex
