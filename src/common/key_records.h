@@ -38,6 +38,13 @@ struct KeyMapEntry {
   std::uint8_t subtractValue = 0;
 };
 
+// Neighbouring columns that go unchanged to neighbouring places of the key.
+struct KeyRun {
+  std::uint16_t recordPos = 0;
+  std::uint16_t keyPos = 0;
+  std::uint16_t length = 0;
+};
+
 // One key specification as the ISI header keeps it.
 struct KeyTableEntry {
   std::uint16_t start = 0;   // column, from 0

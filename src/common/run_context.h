@@ -145,7 +145,10 @@ struct OptionState {
 struct KeyState {
   std::array<KeyMapEntry, kMaxKeyMapEntries + 2> keyMap{};  // one overflowing, one terminating
   std::uint32_t keyMapCount = 0;
-  std::uint32_t keyLength = 0;  // bytes
+  std::uint32_t keyLength = 0;                      // bytes
+  std::array<KeyRun, kMaxKeyMapEntries> keyRuns{};  // the same map as runs of columns
+  std::uint32_t keyRunCount = 0;
+  bool keyIsPlain = false;  // the runs are the whole truth: no condition, no transformation
   std::array<KeyTableEntry, kMaxKeys> keyTable{};
   std::uint32_t keyTableCount = 0;
   std::array<HeaderCondition, kMaxConditions> conditionTable{};
@@ -190,6 +193,7 @@ struct ScanState {
   std::uint32_t recordBytesLeft = UINT32_MAX;  // of a binary record, from scanPtr on
   bool negativeState = false;
   bool checkLongRecords = false;
+  bool fastWalk = true;  // off: every record goes byte by byte, with the same result
   const std::uint8_t* translationTable = nullptr;  // 256 bytes
   std::array<std::uint8_t, kPrimaryKeySize> primaryKey{};
 };

@@ -99,7 +99,8 @@ void InstallInterruptHandler() {
   struct sigaction action {};
   action.sa_handler = OnInterrupt;
   action.sa_mask = EndingSignals();
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  sigaction(SIGINT, &action, nullptr);
+  for (const int signal : {SIGTERM, SIGHUP}) {
     struct sigaction before {};
     if (sigaction(signal, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
       sigaction(signal, &action, nullptr);

@@ -22,8 +22,8 @@ void CleanUp(RunContext& run, Ending ending);
 // Ends output to the console stream; nothing is printed behind it.
 void CloseLog(RunContext& run);
 
-// Makes SIGINT, SIGTERM and SIGHUP end the run through OnInterrupt, unless they were ignored when
-// the process started.
+// Makes SIGINT end the run through OnInterrupt, and SIGTERM and SIGHUP too unless they were
+// ignored when the process started.
 void InstallInterruptHandler();
 
 // The handler: says that the run was interrupted, cleans up as an abort, and ends the process with

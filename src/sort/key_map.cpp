@@ -88,6 +88,23 @@ std::string DescribeEntry(const KeyMapEntry& entry) {
   return line + "\n";
 }
 
+bool ContinuesRun(const KeyRun& run, const KeyMapEntry& entry) {
+  return run.recordPos + run.length == entry.recordPos && run.keyPos + run.length == entry.keyPos;
+}
+
+void CollectKeyRuns(KeyState& keys) {
+  keys.keyRunCount = 0;
+  keys.keyIsPlain = true;
+  for (const KeyMapEntry& entry : Entries(keys)) {
+    if (entry.flags != kKeyByte) keys.keyIsPlain = false;
+    if (keys.keyRunCount > 0 && ContinuesRun(keys.keyRuns[keys.keyRunCount - 1], entry)) {
+      ++keys.keyRuns[keys.keyRunCount - 1].length;
+    } else if (keys.keyRunCount < keys.keyRuns.size()) {
+      keys.keyRuns[keys.keyRunCount++] = {entry.recordPos, entry.keyPos, 1};
+    }
+  }
+}
+
 }  // namespace
 
 Result AddKeyRange(RunContext& run, std::uint32_t from, std::uint32_t to) {
@@ -118,6 +135,7 @@ void FinishKeyMap(RunContext& run) {
   std::ranges::stable_sort(entries, StandsBefore);
   keys.keyMap[keys.keyMapCount] = KeyMapEntry{};
   keys.keyMap[keys.keyMapCount].keyPos = kEndOfKeyMap;
+  CollectKeyRuns(keys);
   keys.conditionCount = static_cast<std::uint8_t>(std::ranges::count_if(
       entries, [](const KeyMapEntry& e) { return (e.flags & kTestMask) != 0; }));
 }

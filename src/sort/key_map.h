@@ -18,7 +18,8 @@ Result AddKeyRange(RunContext& run, std::uint32_t from, std::uint32_t to);
 KeyMapEntry* FindConditionEntry(RunContext& run, std::uint32_t column);
 
 // Ends the map with its terminator, sorts it by column (conditions of a column stand before the
-// entry that delivers its byte) and counts the entries that test something.
+// entry that delivers its byte), counts the entries that test something and collects the runs of
+// columns that can be copied at once.
 void FinishKeyMap(RunContext& run);
 
 // The map as debug mode shows it.

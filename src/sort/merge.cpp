@@ -115,10 +115,10 @@ Result Merge::StartPass() {
   std::swap(run_.files.workFile, run_.files.mergeInput);
   outputOffset_ = 0;
   ++passNumber_;
-  if (final_) return kOk;
   if (!TruncateFile(run_.files.workFile, 0) || SeekTo(run_.files.workFile, 0) < 0) {
     return kWorkWriteFailed;
   }
+  if (final_) return kOk;
   if (ShowProgressFormatted(run_, "Merge pass %u\r", passNumber_)) return ReportCancel(run_);
   return kOk;
 }

@@ -6,8 +6,10 @@
 #include "common/console.h"
 #include "sort/conditions.h"
 #include "sort/deleted_records.h"
+#include "sort/fast_walk.h"
 #include "sort/input_buffer.h"
 #include "sort/map_key_byte.h"
+#include "sort/record_walk.h"
 #include "sort/sort_item.h"
 #include "sort/tab_stop.h"
 
@@ -17,17 +19,7 @@ namespace {
 
 constexpr std::uint8_t kTab = 9;
 constexpr std::uint8_t kCtrlZ = 26;
-constexpr std::uint32_t kMaxRecordSize = 65535;
 constexpr std::uint32_t kDefaultVariableLength = 256;
-
-// The walk over the bytes of one record.
-struct RecordWalk {
-  std::uint8_t* key;
-  std::uint32_t column = 0;     // after TAB expansion
-  std::uint32_t rawLength = 0;  // bytes in the file
-  std::uint32_t skip = 0;       // columns that the map does not look at
-  bool mapEnded = false;        // exhausted, or a condition failed
-};
 
 void BeginRecord(RunContext& run) {
   run.scan.conditionsMet = 0;
@@ -76,12 +68,6 @@ Result WalkTextRecord(RunContext& run, RecordWalk& walk) {
     if (const Result result = AdvanceByte(run); result != kOk) return result;
   }
   return kOk;
-}
-
-// The end-of-record bytes inside a binary record (option g) prove that the scan is in step.
-bool EndsInEor(const DataState& data, std::uint8_t beforeLast, std::uint8_t last) {
-  if (data.trailerLength == 1) return last == data.eorChar1;
-  return beforeLast == data.eorChar1 && last == data.eorChar2;
 }
 
 Result WalkBinaryRecord(RunContext& run, RecordWalk& walk) {
@@ -188,12 +174,16 @@ Result SkipEndOfRecord(RunContext& run) {
   return kOk;
 }
 
+Result WalkRecord(RunContext& run, RecordWalk& walk) {
+  if (FastWalk(run, walk)) return kOk;
+  return run.options.binaryRecords ? WalkBinaryRecord(run, walk) : WalkTextRecord(run, walk);
+}
+
 // Scans the record at scanPtr into `slot` and moves `slot` on when the item is kept.
 Result ScanRecord(RunContext& run, std::uint8_t*& slot) {
   ScanState& scan = run.scan;
   RecordWalk walk{.key = slot + item::kKey};
-  const Result walked =
-      run.options.binaryRecords ? WalkBinaryRecord(run, walk) : WalkTextRecord(run, walk);
+  const Result walked = WalkRecord(run, walk);
   if (walked != kOk && walked != kInputExhausted) return walked;
   PadKey(run, walk);
   if (!run.control.sortMode) {
