@@ -204,6 +204,10 @@ struct SortState {
   std::uint32_t sortAreaSize = 0;
   std::uint32_t itemSize = 0;  // bytes
   std::uint32_t maxItems = 0;
+  Buffer prefixMemory;  // the prefix table of the area sort, kept for the whole run
+  // Off: the plain way, with the same result.
+  bool prefixSort = true;
+  bool loserTree = true;
   Buffer trainTable;               // 8-byte work-file offsets
   std::uint32_t trainsOpened = 0;  // entries of the table in use
   std::uint32_t trainCount = 0;

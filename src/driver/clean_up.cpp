@@ -70,8 +70,9 @@ std::uint32_t GetSortMemory(RunContext& run, std::uint32_t size) {
 }
 
 void FreeBuffers(RunContext& run) {
-  for (Buffer* buffer : {&run.writer.ioBuffer, &run.scan.inputBuffer, &run.control.commandLine,
-                         &run.sort.trainTable, &run.sort.sortMemory, &run.isi.sectors}) {
+  for (Buffer* buffer :
+       {&run.writer.ioBuffer, &run.scan.inputBuffer, &run.control.commandLine, &run.sort.trainTable,
+        &run.sort.sortMemory, &run.sort.prefixMemory, &run.isi.sectors}) {
     buffer->Free();
   }
   run.scan.scanPtr = nullptr;

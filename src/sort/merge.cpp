@@ -9,6 +9,7 @@
 #include "common/buffered_write.h"
 #include "common/console.h"
 #include "common/file.h"
+#include "sort/loser_tree.h"
 #include "sort/merge_way.h"
 #include "sort/preload.h"
 #include "sort/sort_item.h"
@@ -18,7 +19,6 @@ namespace tavindex {
 
 namespace {
 
-constexpr std::uint32_t kMaxWays = 30;
 constexpr std::time_t kProgressInterval = 1;  // seconds
 
 // The smallest k >= 6 whose square (or cube) reaches trainCount.
@@ -39,7 +39,7 @@ std::time_t MonotonicSeconds() {
 class Merge {
  public:
   Merge(RunContext& run, const MergePlan& plan)
-      : run_(run), ways_(plan.ways), final_(plan.firstPassIsFinal) {
+      : run_(run), ways_(plan.ways), final_(plan.firstPassIsFinal), tree_(run.keys.keyLength) {
     const std::uint32_t items = run.sort.sortAreaSize / run.sort.itemSize - 1;
     blkLgt_ = items / ways_ * run.sort.itemSize;
   }
@@ -66,19 +66,8 @@ class Merge {
   Result Deliver(const std::uint8_t* item);
   Result CountDelivered();
   Result Advance(MergeWay& way);
+  MergeWay& SmallestHead();
   Result EndGroup(std::uint32_t group, std::int64_t start);
-
-  // Whether a's head comes before b's. The end marker compares greater than every record: binary
-  // keys may begin with FF FF, and a marker that sorted by its key bytes would end their group
-  // before them.
-  bool HeadBefore(const MergeWay& a, const MergeWay& b) const {
-    if (item::IsEndMarker(a.current)) return false;
-    if (item::IsEndMarker(b.current)) return true;
-    return CompareItems(a.current + item::kKey, b.current + item::kKey, run_.keys.keyLength) < 0;
-  }
-
-  // Finds the smallest head and the second smallest (null with one way).
-  void ScanHeads();
 
   RunContext& run_;
   const std::uint32_t ways_;
@@ -91,8 +80,7 @@ class Merge {
   std::time_t lastProgress_ = 0;
   std::array<MergeWay, kMaxWays> way_{};
   std::span<MergeWay> open_;
-  MergeWay* winner_ = nullptr;
-  MergeWay* runnerUp_ = nullptr;
+  LoserTree tree_;
 };
 
 Result Merge::AllocatePreload() {
@@ -164,27 +152,26 @@ Result Merge::Preload(MergeWay& way) {
   return PreLoadBuffer(run_, run_.files.inputFd, way) == kOk ? kOk : kInputReadFailed;
 }
 
-void Merge::ScanHeads() {
-  winner_ = &open_[0];
-  runnerUp_ = nullptr;
+// The plain selection: a look at every head.
+MergeWay& Merge::SmallestHead() {
+  MergeWay* smallest = &open_[0];
   for (MergeWay& way : open_.subspan(1)) {
-    if (HeadBefore(way, *winner_)) {
-      runnerUp_ = std::exchange(winner_, &way);
-    } else if (runnerUp_ == nullptr || HeadBefore(way, *runnerUp_)) {
-      runnerUp_ = &way;
-    }
+    if (HeadBefore(way, *smallest, run_.keys.keyLength)) smallest = &way;
   }
+  return *smallest;
 }
 
-// When every head is an end marker the winner is one, and the group is done.
+// When every head is an end marker the smallest is one, and the group is done.
 Result Merge::MergeOpenWays() {
-  ScanHeads();
-  while (!item::IsEndMarker(winner_->current)) {
-    if (const Result result = Deliver(winner_->current); result != kOk) return result;
-    if (const Result result = Advance(*winner_); result != kOk) return result;
-    if (runnerUp_ != nullptr && !HeadBefore(*winner_, *runnerUp_)) ScanHeads();
+  const bool useTree = run_.sort.loserTree;
+  if (useTree) tree_.Build(open_);
+  for (;;) {
+    MergeWay& way = useTree ? tree_.Winner() : SmallestHead();
+    if (item::IsEndMarker(way.current)) return kOk;
+    if (const Result result = Deliver(way.current); result != kOk) return result;
+    if (const Result result = Advance(way); result != kOk) return result;
+    if (useTree) tree_.Replay();
   }
-  return kOk;
 }
 
 Result Merge::Deliver(const std::uint8_t* item) {

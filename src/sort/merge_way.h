@@ -8,6 +8,8 @@
 
 namespace tavindex {
 
+inline constexpr std::uint32_t kMaxWays = 30;
+
 // The names of the diagnostics that a block read gives in debug mode.
 struct BlockReadNames {
   int failed;

@@ -5,12 +5,9 @@
 #include <cstdint>
 
 #include "common/run_context.h"
+#include "sort/sort_methods.h"
 
 namespace tavindex {
-
-// The values of sortMethod. Any other leaves an area unsorted.
-inline constexpr std::uint32_t kShellSort = 0;
-inline constexpr std::uint32_t kQuickSort = 1;
 
 // The offsets from the start of the sort area, maxItems of them, at the next multiple of 8 behind
 // maxItems items.
