@@ -1,33 +1,12 @@
 #include "setup/file_fields.h"
 
 #include "common/decimal.h"
+#include "names/field_text.h"
 #include "names/file_name.h"
 
 namespace tavindex {
 
 namespace {
-
-constexpr std::size_t kNameCapacity = 250;
-
-struct FieldText {
-  std::string_view line;
-  std::size_t at = 0;
-
-  char Next() const { return at < line.size() ? line[at] : '\0'; }
-  bool OptionsBegin() const { return at >= line.size() || Next() == '-' || Next() == ';'; }
-};
-
-void SkipBlanks(FieldText& text) {
-  while (text.Next() == ' ') ++text.at;
-}
-
-void SkipSeparator(FieldText& text) {
-  SkipBlanks(text);
-  if (text.Next() == ',') {
-    ++text.at;
-    SkipBlanks(text);
-  }
-}
 
 // One name and the separator behind it.
 Result ReadName(FieldText& text, PathText& name) {
@@ -36,9 +15,7 @@ Result ReadName(FieldText& text, PathText& name) {
   if (consumed == kNameOverflow || name.Size() > kMaxFieldLength) return kNameTooLong;
   if (consumed == kInvalidName) return kCommandLineIncomplete;
   text.at += static_cast<std::size_t>(consumed);
-  const bool ends =
-      text.at >= text.line.size() || text.Next() == ',' || text.Next() == ' ' || text.Next() == ';';
-  if (!ends) return kCommandLineIncomplete;
+  if (!text.FieldEnds()) return kCommandLineIncomplete;
   SkipSeparator(text);
   return kOk;
 }
@@ -53,10 +30,8 @@ Result ReadRecordLength(RunContext& run, FieldText& text) {
   ++text.at;
   const Decimal number = ReadDecimal(text.line.substr(text.at));
   text.at += number.digits;
-  const bool ends =
-      text.at >= text.line.size() || text.Next() == ',' || text.Next() == ' ' || text.Next() == ';';
   const std::uint32_t limit = UINT16_MAX - std::uint32_t{run.data.eorLength};
-  if (!ends || number.value == 0 || number.value > limit) return kBadRecordLength;
+  if (!text.FieldEnds() || number.value == 0 || number.value > limit) return kBadRecordLength;
   run.options.declaredRecordLength = number.value;
   SkipSeparator(text);
   return kOk;

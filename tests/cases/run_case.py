@@ -10,6 +10,7 @@ A case is a folder:
     make     optional input files, one a line: NAME: items (readable_bytes.py describes the items)
     in/      optional input files as they stand
     gone     optional, names of input files that must not be there afterwards
+    unwrapped  optional, why TAVINDEX_WRAPPER is not to be used for this case
     files/   every file that is there afterwards, but for input files that are left as they were
 
 A file in files/ is compared byte for byte. Its own suffix says how it is written down: NAME.hex in
@@ -44,11 +45,11 @@ PASSED_ON = ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "GCOV_PREFIX", "LL
 DAY = 24 * 60 * 60
 
 
-def install_program(program, bin_dir):
+def install_program(case, program, bin_dir):
     """Puts the program, or a script that runs it under the wrapper, on the PATH of the case."""
     bin_dir.mkdir()
     wrapper = os.environ.get("TAVINDEX_WRAPPER")
-    if not wrapper:
+    if not wrapper or (case / "unwrapped").exists():
         (bin_dir / "tavindex").symlink_to(program)
         return
     script = bin_dir / "tavindex"
@@ -238,7 +239,7 @@ def check_case(case, program, root):
     """Runs the case in `root` and gives the report of what differs."""
     report, work = Report(), root / "work"
     (work / "tmp").mkdir(parents=True)
-    install_program(program, root / "bin")
+    install_program(case, program, root / "bin")
     inputs = inputs_of(case)
     write_inputs(inputs, work)
     status, output, errors = run_commands(case, work, environment(case, root / "bin"))

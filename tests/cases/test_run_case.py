@@ -76,6 +76,7 @@ class Runner(unittest.TestCase):
         self.assertEqual(self.run_case(wrapper="env WRAPPED=1"), (0, ""))
         status, _ = self.run_case(wrapper="false")
         self.assertEqual(status, 1)
+        self.assertEqual(self.run_case(wrapper="false", unwrapped="it needs itself\n"), (0, ""))
 
     def test_exit_status(self):
         self.assert_fails("exit status: expected 0, found 3", exit="0\n")
