@@ -11,6 +11,7 @@
 //   scan             the input buffer and the counters of the record scanner
 //   sort, merge      the sort area, the trains and their start table
 //   isi              the tree under construction
+//   rebuild, compact what those runs keep beside it
 #pragma once
 
 #include <array>
@@ -51,6 +52,12 @@ inline constexpr std::uint32_t kTreeLevels = 16;
 using ItemConsumer = Result (*)(RunContext& run, const std::uint8_t* item);
 // Delivers every item of the run to the item consumer, sorted.
 using ItemSource = Result (*)(RunContext& run);
+
+// Bits of compactFlags.
+inline constexpr std::uint32_t kCompactWanted = 1;
+inline constexpr std::uint32_t kSkipRangeLock = 2;
+inline constexpr std::uint32_t kBackupMade = 4;
+inline constexpr std::uint32_t kExclusiveOpen = 8;
 
 struct ConsoleState {
   std::FILE* consoleStream = nullptr;  // where every message goes; null: nothing is printed
@@ -247,6 +254,24 @@ struct RebuildState {
   PathText isiName;               // the ISI that the line came from
 };
 
+// The locks held on the data file of an ISI under compaction.
+struct LockRecord {
+  int fd = kNoFile;
+  std::uint8_t lockFlags = 0;  // 0x80: the range lock is held
+  std::int64_t dataSize = 0;   // bytes, when the file was opened
+  std::int64_t fileLockPos = 0;
+  std::int64_t rangeLockPos = 0;
+  std::int64_t lockBase = 0;  // ORed into every range-lock position
+};
+
+struct CompactState {
+  PathText indexedFileName;  // the data file of the ISI, as its header names it
+  LockRecord lock;
+  PathText backupName;
+  int backupFd = kNoFile;
+  Buffer copyBuffer;
+};
+
 struct RunContext {
   ConsoleState console;
   ControlState control;
@@ -260,6 +285,7 @@ struct RunContext {
   WriterState writer;
   IsiState isi;
   RebuildState rebuild;
+  CompactState compact;
 };
 
 // The instance of the process, for the interrupt handler.

@@ -71,4 +71,15 @@ bool ResolveIsiName(RunContext& run, PathText& name) {
   return MakePath(run, parts, name);
 }
 
+void FindStoredFile(RunContext& run, std::string_view storedName, PathText& path) {
+  FileNameParts parts;
+  SplitPath(storedName, parts);
+  if (!run.names.searchPath.Empty() && parts.directory.Empty()) {
+    SearchPath(storedName, parts.directory, run.names.searchPath.View());
+  }
+  path = parts.directory;
+  path.Append(parts.base.View());
+  path.Append(parts.extension.View());
+}
+
 }  // namespace tavindex

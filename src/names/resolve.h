@@ -2,6 +2,8 @@
 // search path, assembly. Both start from the name as typed and leave its parts in `names`.
 #pragma once
 
+#include <string_view>
+
 #include "common/run_context.h"
 
 namespace tavindex {
@@ -17,5 +19,9 @@ bool ResolveIndexParts(RunContext& run);
 // The rule for the name of an ISI that is only read: its own parts, ".ISI" when it has no
 // extension, the search path.
 bool ResolveIsiName(RunContext& run, PathText& name);
+
+// The file that an ISI's header names: the name as it stands or, when it has no directory and is
+// not there, along the search path.
+void FindStoredFile(RunContext& run, std::string_view storedName, PathText& path);
 
 }  // namespace tavindex

@@ -9,6 +9,7 @@
 #include "common/file.h"
 #include "common/interrupt_guard.h"
 #include "common/system_calls.h"
+#include "isi/tree_reader.h"
 #include "names/output_file.h"
 #include "names/path_parts.h"
 #include "names/resolve.h"
@@ -22,7 +23,6 @@ namespace {
 constexpr mode_t kReadWriteAll = 0666;
 constexpr std::size_t kMaxStoredName = 255;
 constexpr std::int64_t kFourGiB = std::int64_t{1} << 32;
-constexpr std::uint32_t kExclusiveCompact = 8;
 
 bool CompactRun(const RunContext& run) { return run.options.compactFlags != 0; }
 
@@ -68,12 +68,27 @@ Result ResolveData(RunContext& run) {
   return CompactRun(run) ? kOk : CheckNameLength(run);
 }
 
+// The front of the ISI is checked before any output is created, so that a wrong name never costs a
+// file.
+Result CheckCompactInput(RunContext& run) {
+  TreeReader reader;
+  const char* name = run.files.dataFileName.CStr();
+  const Result result = ReadFront(reader, run.files.inputFd);
+  if (result == kBadIsiVersion) {
+    Compose(run, "Invalid ISI version to compact file named:  %s.", name);
+  } else if (result != kOk) {
+    Compose(run, "Not a valid .isi file structure for file: %s.", name);
+  }
+  FindStoredFile(run, reader.header.dataFileName.View(), run.compact.indexedFileName);
+  return result;
+}
+
 Result OpenIsiForCompact(RunContext& run) {
   FileState& files = run.files;
   const bool exclusive =
-      !run.options.compactLocking && (run.options.compactFlags & kExclusiveCompact) != 0;
+      !run.options.compactLocking && (run.options.compactFlags & kExclusiveOpen) != 0;
   files.inputFd = OpenRegularFile(files.lastOpenPath.CStr(), O_RDWR | (exclusive ? O_EXCL : 0));
-  if (files.inputFd >= 0) return kOk;
+  if (files.inputFd >= 0) return CheckCompactInput(run);
   Compose(run, "Unable to open input ISI file for compact: %s\n", files.dataFileName.CStr());
   return kSourceNotOpened;
 }
@@ -212,12 +227,20 @@ Result RefuseErrorFile(RunContext& run) {
 
 int LogFd(const RunContext& run) { return run.console.logOpened ? run.console.consoleFd : kNoFile; }
 
+// Whether `path` is the data file of the ISI under compaction.
+bool IsIndexedFile(const RunContext& run, const char* path) {
+  struct stat output;
+  struct stat indexed;
+  return CompactRun(run) && StatPath(path, output) &&
+         StatPath(run.compact.indexedFileName.CStr(), indexed) && SameFile(output, indexed);
+}
+
 // Looks, before anything is created, at what the index's name and the error file's name refer to.
 Result CheckIndexName(RunContext& run) {
   const FileState& files = run.files;
   const char* path = files.outputFileName.CStr();
   const int data[] = {files.inputFd};
-  if (IsOneOf(path, data)) return RefuseOutputIsInput(run);
+  if (IsOneOf(path, data) || IsIndexedFile(run, path)) return RefuseOutputIsInput(run);
   const int others[] = {files.workFd1, files.workFd2, LogFd(run)};
   return !IsRegularOrAbsent(path) || IsOneOf(path, others) ? RefuseOutput(run) : kOk;
 }

@@ -31,13 +31,10 @@ struct OptionText {
 };
 
 Result ReadCompact(OptionText& reader) {
-  constexpr std::uint32_t kCompact = 1;
-  constexpr std::uint32_t kSkipRangeLock = 2;
-  constexpr std::uint32_t kExclusive = 8;
   if (reader.optionSeen) return kConflictingKeyOptions;
   reader.compactSeen = true;
   OptionState& options = reader.run.options;
-  options.compactFlags = kCompact;
+  options.compactFlags = kCompactWanted;
   options.compactLocking = true;
   if (reader.Next() != '=') return kOk;
   ++reader.at;
@@ -46,7 +43,7 @@ Result ReadCompact(OptionText& reader) {
   if (value == '0') {
     options.compactFlags |= kSkipRangeLock;
   } else if (value == '1') {
-    options.compactFlags |= kExclusive;
+    options.compactFlags |= kExclusiveOpen;
     options.compactLocking = false;
   } else {
     return kBadCompactOption;

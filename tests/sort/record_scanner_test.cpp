@@ -21,6 +21,14 @@ class CreateSubListTest : public SortTest {
     EXPECT_EQ(CreateSubList(run), kInputExhausted);
     return AreaItems();
   }
+  // Back to the front of the data, with no key.
+  void StartAgain() {
+    run.scan.bytesInBuffer = 0;
+    run.scan.bufferFilePos = 0;
+    run.scan.nextLfa = 0;
+    run.data = DataState{};
+    run.keys = KeyState{};
+  }
 };
 
 // ---- Text records ----
@@ -60,10 +68,7 @@ TEST_F(CreateSubListTest, FindsTheEndBehindTheRecordThatFillsTheArea) {
 
 TEST_F(CreateSubListTest, TakesEveryKindOfEndOfRecord) {
   for (const std::string mark : {"\n", "\r", "\r\n", "\n\r"}) {
-    run.scan = ScanState{};
-    run.scan.inputBuffer.AllocateZeroed(kInputBufferSize);
-    run.keys = KeyState{};
-    run.data = DataState{};
+    StartAgain();
     UseEor(mark);
     const std::uint32_t length = 2 + static_cast<std::uint32_t>(mark.size());
     EXPECT_EQ(Scan("ab" + mark + "cd" + mark, 1, 2),
@@ -124,7 +129,7 @@ class EorAtBlockEnd : public CreateSubListTest,
 
 TEST_P(EorAtBlockEnd, IsRecognisedAndSkipped) {
   const auto& [mark, offset] = GetParam();
-  const std::size_t markAt = kBlock + static_cast<std::size_t>(offset + 8) - 8;
+  const auto markAt = static_cast<std::size_t>(static_cast<int>(kBlock) + offset);
   UseEor(mark);
   UseVariable();
   const std::string data = FillTo(markAt - 3, mark) + "abc" + mark + "xyz" + mark;
@@ -338,10 +343,7 @@ TEST_F(CreateSubListTest, AcceptsTheDeclaredLengthOfFixedRecords) {
 
 TEST_F(CreateSubListTest, RefusesAFirstFixedRecordThatDiffersFromTheDeclaredLength) {
   for (const char* data : {"ab\n", "abcd\n"}) {
-    run.scan.bytesInBuffer = 0;
-    run.scan.bufferFilePos = 0;
-    run.data.recordLength = 0;
-    run.keys = KeyState{};
+    StartAgain();
     run.options.declaredRecordLength = 4;
     UseKey(1, 1, 4);
     OpenData(data);
@@ -523,35 +525,35 @@ class SortModeTest : public CreateSubListTest {
   }
 };
 
-using Keys = std::vector<std::string>;
+using KeyList = std::vector<std::string>;
 
 TEST_F(SortModeTest, TranslatesKeyBytes) {
   std::array<std::uint8_t, 256> table{};
   for (std::size_t i = 0; i < table.size(); ++i) table[i] = static_cast<std::uint8_t>(255 - i);
   run.scan.translationTable = table.data();
   UseFlags({0, 0});
-  EXPECT_EQ(Keys("a\x01\n"), (Keys{"\x9E\xFE"}));
+  EXPECT_EQ(Keys("a\x01\n"), (KeyList{"\x9E\xFE"}));
 }
 
 TEST_F(SortModeTest, SubtractsModulo256) {
   UseFlags({kSubtract, 0, kSubtract}, 'B');
-  EXPECT_EQ(Keys("AAC\n"), (Keys{"\xFF""A\x01"}));
+  EXPECT_EQ(Keys("AAC\n"), (KeyList{"\xFF""A\x01"}));
 }
 
 // 'O' less the digit: digits of a negative number sort below the space, in reverse.
 TEST_F(SortModeTest, TurnsTheDigitsOfNegativeNumbersRound) {
   UseFlags({kSignAware, kSignAware, kSignAware | kEndNegative, 0});
-  EXPECT_EQ(Keys("-128\n 128\n1-78\n"), (Keys{" \x1E\x1D""8", " 128", "1 \x18""8"}));
+  EXPECT_EQ(Keys("-128\n 128\n1-78\n"), (KeyList{" \x1E\x1D""8", " 128", "1 \x18""8"}));
 }
 
 TEST_F(SortModeTest, EndsTheNegativeStateBehindTheNumber) {
   UseFlags({kSignAware, kSignAware | kEndNegative, kSignAware});
-  EXPECT_EQ(Keys("-11\n"), (Keys{" \x1E""1"}));
+  EXPECT_EQ(Keys("-11\n"), (KeyList{" \x1E""1"}));
 }
 
 TEST_F(SortModeTest, ComplementsDescendingBytes) {
   UseFlags({kDescending, kDescending});
-  EXPECT_EQ(Keys("a \n"), (Keys{"\x9E\xDF"}));
+  EXPECT_EQ(Keys("a \n"), (KeyList{"\x9E\xDF"}));
 }
 
 TEST_F(SortModeTest, AppliesTheTransformationsInTheirOrder) {
@@ -560,13 +562,13 @@ TEST_F(SortModeTest, AppliesTheTransformationsInTheirOrder) {
   table['Q'] = '.';  // upper case comes before the table
   run.scan.translationTable = table.data();
   UseFlags({kUpperCase | kSubtract | kSignAware | kDescending}, 1);  // '.' - 1 is '-'
-  EXPECT_EQ(Keys("q\n"), (Keys{"\xDF"}));  // '-' becomes a space, complemented
+  EXPECT_EQ(Keys("q\n"), (KeyList{"\xDF"}));  // '-' becomes a space, complemented
 }
 
 // A padding space is negated, where a space of the record is complemented.
 TEST_F(SortModeTest, PadsDescendingColumnsWithE0) {
   UseFlags({kDescending, kDescending, kDescending});
-  EXPECT_EQ(Keys("a \n"), (Keys{"\x9E\xDF\xE0"}));
+  EXPECT_EQ(Keys("a \n"), (KeyList{"\x9E\xDF\xE0"}));
 }
 
 TEST_F(SortModeTest, PadsWithoutAnyOtherTransformation) {
@@ -575,14 +577,14 @@ TEST_F(SortModeTest, PadsWithoutAnyOtherTransformation) {
   table['a'] = 'U';
   run.scan.translationTable = table.data();
   UseFlags({0, kSubtract, kSignAware}, 3);
-  EXPECT_EQ(Keys("a\n"), (Keys{"U  "}));
+  EXPECT_EQ(Keys("a\n"), (KeyList{"U  "}));
 }
 
 TEST_F(SortModeTest, LeavesBytesAloneInIndexMode) {
   run.control.sortMode = false;
   run.control.indexMode = true;
   UseFlags({kDescending, kSignAware, kSubtract, kDescending}, 1);
-  EXPECT_EQ(Keys("a-b\n"), (Keys{"a-b "}));
+  EXPECT_EQ(Keys("a-b\n"), (KeyList{"a-b "}));
 }
 
 TEST_F(SortModeTest, GrowsTheRecordLengthAndSumsTheBytes) {
@@ -595,7 +597,7 @@ TEST_F(SortModeTest, GrowsTheRecordLengthAndSumsTheBytes) {
 
 TEST_F(SortModeTest, SkipsNulsWithoutCounting) {
   UseFlags({0});
-  EXPECT_EQ(Keys(std::string("\0\0\0a\n\0b\n", 8)), (Keys{"a", "b"}));
+  EXPECT_EQ(Keys(std::string("\0\0\0a\n\0b\n", 8)), (KeyList{"a", "b"}));
   EXPECT_EQ(run.scan.deletedCount, 0U);
   EXPECT_EQ(AreaItems()[0].lfa, 3U);
   EXPECT_EQ(AreaItems()[1].lfa, 6U);
@@ -605,7 +607,7 @@ TEST_F(SortModeTest, SumsOnlyKeptRecordsWithoutThePrimaryOption) {
   ASSERT_EQ(AddConditionText("1=P"), kOk);
   run.options.primaryOption = '\0';
   UseKey(2, 2, 9);
-  EXPECT_EQ(Keys("Pa\nxbcd\nPc\n"), (Keys{"a", "c"}));
+  EXPECT_EQ(Keys("Pa\nxbcd\nPc\n"), (KeyList{"a", "c"}));
   EXPECT_EQ(run.scan.outputBytes, 6U);
   EXPECT_EQ(run.data.recordLength, 5U);
 }
@@ -614,7 +616,7 @@ TEST_F(SortModeTest, GivesRecordsTheKeyOfThePrimaryRecordBeforeThem) {
   ASSERT_EQ(AddConditionText("1=P"), kOk);
   UseKey(2, 3, 9);
   EXPECT_EQ(Keys("xaa\nPbb\nxcc\nxdd\nPee\nxff\n"),
-            (Keys{std::string(2, '\0'), "bb", "bb", "bb", "ee", "ee"}));
+            (KeyList{std::string(2, '\0'), "bb", "bb", "bb", "ee", "ee"}));
   EXPECT_EQ(run.scan.outputBytes, 24U);
 }
 
