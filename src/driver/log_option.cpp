@@ -8,6 +8,9 @@
 
 #include "common/file.h"
 #include "common/interrupt_guard.h"
+#include "names/field_text.h"
+#include "names/file_name.h"
+#include "names/line_fields.h"
 
 namespace tavindex {
 
@@ -15,25 +18,36 @@ namespace {
 
 bool StartsWithDash(std::string_view text) { return !text.empty() && text[0] == '-'; }
 
-// The first two file fields of the remaining arguments, as typed.
+// Where the data file specification stands: behind the pre-options, of which "-i" may have its
+// name in the next argument.
+std::size_t FirstFileArgument(const Arguments& arguments) {
+  std::size_t i = arguments.next;
+  while (i < arguments.count && StartsWithDash(arguments.Text(i))) {
+    const std::string_view option = arguments.Text(i);
+    i += option == "-i" || option == "-I" ? 2 : 1;
+  }
+  return i;
+}
+
+// The first two file fields of the remaining arguments, as typed, without their quotes.
 struct NamedFiles {
-  std::string data;
-  std::string isi;
+  PathText data;
+  PathText isi;
 };
 
 NamedFiles FilesNamed(const Arguments& arguments) {
+  std::string line;
+  for (std::size_t i = FirstFileArgument(arguments); i < arguments.count; ++i) {
+    line.append(arguments.Text(i)).append(" ");
+  }
   NamedFiles named;
-  std::size_t i = arguments.next;
-  while (i < arguments.count && StartsWithDash(arguments.Text(i))) ++i;
-  if (i == arguments.count) return named;
-  std::string text(arguments.Text(i));
-  for (++i; i < arguments.count; ++i) text.append(",").append(arguments.Text(i));
-  const std::size_t dataEnd = text.find_first_of(", ;");
-  named.data = text.substr(0, dataEnd);
-  if (dataEnd == std::string::npos) return named;
-  const std::size_t isiStart = text.find_first_not_of(", ", dataEnd);
-  if (isiStart == std::string::npos) return named;
-  named.isi = text.substr(isiStart, text.find_first_of(", ;", isiStart) - isiStart);
+  LineFields fields;
+  if (!FindLineFields(line, fields)) return named;
+  ParseFileName(line, named.data, kNameCapacity, NameRule::kLong);
+  if (fields.hasSecond) {
+    ParseFileName(std::string_view(line).substr(fields.secondStart), named.isi, kNameCapacity,
+                  NameRule::kLong);
+  }
   return named;
 }
 
@@ -47,13 +61,13 @@ bool IsSamePath(const std::string& path, const char* log) {
 // A log over the data file or the ISI would destroy what the run is about to read.
 bool IsFileOfRun(const Arguments& arguments, const char* log) {
   const NamedFiles named = FilesNamed(arguments);
-  for (const std::string& name : {named.data, named.isi}) {
-    if (name.empty() || StartsWithDash(name)) continue;
+  for (const PathText& name : {named.data, named.isi}) {
+    if (name.Empty()) continue;
     for (const char* extension : {"", ".TXT", ".ISI"}) {
-      if (IsSamePath(name + extension, log)) return true;
+      if (IsSamePath(std::string(name.View()) + extension, log)) return true;
     }
   }
-  return !named.data.empty() && IsSamePath(named.data + ".ISI", log);
+  return false;
 }
 
 bool IsUsableLog(const char* path) {

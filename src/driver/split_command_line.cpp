@@ -120,12 +120,6 @@ class Splitter {
       at_ += 3;
       return;
     }
-    if (before != 'i' && before != 'I') {
-      EndToken();
-      OpenQuoted();
-      return;
-    }
-    // -i"file": the letter's token ends here and the name is the next one.
     EndToken();
     OpenQuoted();
   }
@@ -137,8 +131,7 @@ class Splitter {
     EndToken();
     SkipSpaces();
     afterSpace_ = false;
-    if (*at_ == '"') return OpenQuoted();
-    if (*at_ != '\0' && *at_ != ',') StartToken(at_, TokenKind::kNone);
+    if (*at_ == '"') OpenQuoted();
   }
 
   void StepSpace() {
