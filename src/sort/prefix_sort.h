@@ -2,8 +2,8 @@
 //
 //   1. An area that is in order already is left as it is.
 //   2. Bytes that all keys share are passed over.
-//   3. Ranges too large for the prefix table are distributed by the next byte, in place.
-//   4. A range that fits gets its next eight key bytes beside each reference, as a number, and is
+//   3. Large ranges are distributed by the next byte, in place.
+//   4. A small range gets its next eight key bytes beside each reference, as a number, and is
 //      sorted with the run's method.
 // The prefix table has a fixed size, whatever the sort budget.
 #pragma once

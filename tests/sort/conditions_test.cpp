@@ -206,7 +206,7 @@ TEST_F(ConditionsTest, ParseCompoundClosesUpDoubledQuotes) {
 
 TEST_F(ConditionsTest, ParseCompoundNeedsBothDoubleQuotesOrNone) {
   EXPECT_EQ(AddConditionText("=\"1='A'|2='B'\",7"), kOk);
-  EXPECT_EQ(conditionEnd, 16U);
+  EXPECT_EQ(conditionEnd, 14U);
   for (const char* text : {"=\"1='A'", "=1='A'\""}) {
     run.keys = KeyState{};
     run.options.primaryOption = '\0';

@@ -77,7 +77,7 @@ TEST_F(ReadWayBlockTest, ReadsAgainAfterAShortRead) {
   ShortenReads(1, 7);
   EXPECT_EQ(ReadWayBlock(run, way, 24, kFirstBlock), kOk);
   EXPECT_EQ(ItemAt(way.current + 12), (Item{3, 5, "cc"}));
-  EXPECT_EQ(console.Text(), Retry(2, 2, "0000000c", 0, 17));
+  EXPECT_EQ(console.Text(), Retry(2, 2, "0000000C", 0, 17));
 }
 
 TEST_F(ReadWayBlockTest, GivesUpAfterFourReadsOfAFirstBlock) {

@@ -70,7 +70,7 @@ TEST_F(WriteTagRecordTest, ReportsTheFirstShortRecord) {
   EXPECT_EQ(Write(0xABC, 5, "aa"), kOk);
   EXPECT_EQ(Write(0xDEF, 4, "bb"), kOk);
   EXPECT_EQ(console.Text(),
-            "\nWriteTagRecord(1):\n1st Short Rec Length:5 at LFA:0x00000abc Max Allowed "
+            "\nWriteTagRecord(1):\n1st Short Rec Length:5 at LFA:0x00000ABC Max Allowed "
             "RecordLength:0!\n");
   EXPECT_TRUE(run.data.shortRecordSeen);
   EXPECT_TRUE(run.data.variableLengthSeen);
