@@ -155,7 +155,8 @@ struct KeyState {
   std::uint32_t keyLength = 0;                      // bytes
   std::array<KeyRun, kMaxKeyMapEntries> keyRuns{};  // the same map as runs of columns
   std::uint32_t keyRunCount = 0;
-  bool keyIsPlain = false;  // the runs are the whole truth: no condition, no transformation
+  std::uint32_t keyEnd = 0;  // behind the highest column of the map, from 0
+  bool keyIsPlain = false;   // the runs are the whole truth: no condition, no transformation
   std::array<KeyTableEntry, kMaxKeys> keyTable{};
   std::uint32_t keyTableCount = 0;
   std::array<HeaderCondition, kMaxConditions> conditionTable{};

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "sort/tab_stop.h"
+
 namespace tavindex {
 
 namespace {
@@ -37,8 +39,35 @@ std::uint32_t BinaryLength(const RunContext& run) {
   return inStep ? length : kNotHere;
 }
 
-bool HasTab(const RunContext& run, std::uint32_t length) {
-  return run.options.expandTabs && std::memchr(run.scan.scanPtr, kTab, length) != nullptr;
+// The columns of a record, its TABs expanded.
+struct Columns {
+  std::uint32_t count = 0;
+  bool tabs = false;
+};
+
+const std::uint8_t* FindTab(const std::uint8_t* from, const std::uint8_t* end) {
+  return static_cast<const std::uint8_t*>(
+      std::memchr(from, kTab, static_cast<std::size_t>(end - from)));
+}
+
+// Counts the columns of a record of `length` bytes, its TABs expanded. False when a TAB stands in
+// front of a key column: the columns are then not where the bytes are.
+bool CountColumns(const RunContext& run, std::uint32_t length, Columns& columns) {
+  columns = {.count = length, .tabs = false};
+  if (!run.options.expandTabs) return true;
+  const std::uint8_t* from = run.scan.scanPtr;
+  const std::uint8_t* end = from + length;
+  const std::uint8_t* tab = FindTab(from, end);
+  if (tab == nullptr) return true;
+  if (tab - from < run.keys.keyEnd) return false;
+  columns = {.count = 0, .tabs = true};
+  for (; tab != nullptr; tab = FindTab(from, end)) {
+    columns.count += static_cast<std::uint32_t>(tab - from);
+    columns.count += SpacesToTabStop(columns.count);
+    from = tab + 1;
+  }
+  columns.count += static_cast<std::uint32_t>(end - from);
+  return true;
 }
 
 // Columns behind the record's end are blanks.
@@ -59,9 +88,11 @@ bool FastWalk(RunContext& run, RecordWalk& walk) {
   ScanState& scan = run.scan;
   if (!scan.fastWalk || !run.keys.keyIsPlain || run.control.sortMode) return false;
   const std::uint32_t length = run.options.binaryRecords ? BinaryLength(run) : TextLength(run);
-  if (length == kNotHere || HasTab(run, length)) return false;
+  Columns columns;
+  if (length == kNotHere || !CountColumns(run, length, columns)) return false;
+  if (columns.tabs) run.data.tabsExpanded = true;
+  walk.column = columns.count;
   CopyKey(run.keys, scan.scanPtr, length, walk.key);
-  walk.column = length;
   walk.rawLength = length;
   walk.mapEnded = true;
   scan.scanPtr += length;

@@ -1,6 +1,6 @@
 // The common case of a record walk, without a look at every byte: a record that lies whole in the
-// input buffer, holds no TAB to expand, and has a key of plain column ranges. Its end is searched
-// for, and the ranges are copied.
+// input buffer, holds no TAB in front of its key columns, and has a key of plain column ranges. Its
+// end is searched for, and the ranges are copied.
 #pragma once
 
 #include "common/run_context.h"

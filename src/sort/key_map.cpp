@@ -95,6 +95,7 @@ bool ContinuesRun(const KeyRun& run, const KeyMapEntry& entry) {
 void CollectKeyRuns(KeyState& keys) {
   keys.keyRunCount = 0;
   keys.keyIsPlain = true;
+  keys.keyEnd = keys.keyMapCount == 0 ? 0 : Entries(keys).back().recordPos + 1U;
   for (const KeyMapEntry& entry : Entries(keys)) {
     if (entry.flags != kKeyByte) keys.keyIsPlain = false;
     if (keys.keyRunCount > 0 && ContinuesRun(keys.keyRuns[keys.keyRunCount - 1], entry)) {

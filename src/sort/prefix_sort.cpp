@@ -32,7 +32,7 @@ class AreaSorter {
         table_(table) {}
 
   void Sort(std::span<std::uint32_t> refs) {
-    if (!InOrder(refs)) SortRange(refs, SharedBytes(refs));
+    if (!InOrder(refs)) SortRange(refs, 0);
   }
 
  private:
@@ -46,14 +46,16 @@ class AreaSorter {
     return true;
   }
 
-  // How many bytes from the start all keys have in common.
-  std::uint32_t SharedBytes(Refs refs) const {
+  // How many bytes from the start all keys have in common, `known` of them at least.
+  std::uint32_t SharedBytes(Refs refs, std::uint32_t known) const {
     const std::uint8_t* first = keys_ + refs.front();
     std::uint32_t shared = keyLength_;
     for (const std::uint32_t ref : refs) {
+      if (shared == known) break;
       const std::uint8_t* key = keys_ + ref;
-      if (std::memcmp(first, key, shared) == 0) continue;
-      shared = static_cast<std::uint32_t>(std::mismatch(first, first + shared, key).first - first);
+      if (std::memcmp(first + known, key + known, shared - known) == 0) continue;
+      shared = static_cast<std::uint32_t>(
+          std::mismatch(first + known, first + shared, key + known).first - first);
     }
     return shared;
   }
@@ -61,6 +63,7 @@ class AreaSorter {
   // Sorts references whose keys share their first `depth` bytes.
   void SortRange(Refs refs, std::uint32_t depth) {
     if (refs.size() < 2) return;
+    depth = SharedBytes(refs, depth);
     const bool distribute = refs.size() > kDistributeAbove && depth < keyLength_;
     if (!distribute) return SortByPrefix(refs, depth);
     const Bounds ends = Distribute(refs, depth);

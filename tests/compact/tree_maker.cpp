@@ -65,17 +65,17 @@ class Shaper {
   // Which entries of the range stand in the node itself.
   std::vector<std::size_t> Separators(std::size_t low, std::size_t high, unsigned depth) {
     const std::size_t count = high - low;
-    if (plan_.shape == Shape::kRightSkew) return Run(low, SkewShare(count, depth));
+    if (plan_.shape == Shape::kRightSkew) return Range(low, SkewShare(count, depth));
     if (plan_.shape == Shape::kLeftSkew) {
       const std::size_t share = SkewShare(count, depth);
-      return Run(high - share, share);
+      return Range(high - share, share);
     }
     const bool random = plan_.shape != Shape::kBalanced && depth < 20;
     if (random && count > 1) return Some(low, high);
     return Evenly(low, high);
   }
 
-  static std::vector<std::size_t> Run(std::size_t first, std::size_t count) {
+  static std::vector<std::size_t> Range(std::size_t first, std::size_t count) {
     std::vector<std::size_t> numbers(count);
     std::iota(numbers.begin(), numbers.end(), first);
     return numbers;
@@ -90,7 +90,7 @@ class Shaper {
   }
 
   std::vector<std::size_t> Some(std::size_t low, std::size_t high) {
-    std::vector<std::size_t> all = Run(low, high - low);
+    std::vector<std::size_t> all = Range(low, high - low);
     std::shuffle(all.begin(), all.end(), random_);
     all.resize(1 + Below(std::min(all.size(), capacity_)));
     std::sort(all.begin(), all.end());
@@ -99,10 +99,10 @@ class Shaper {
 
   std::vector<std::size_t> Evenly(std::size_t low, std::size_t high) const {
     const std::size_t count = high - low;
-    if (count <= most_) return Run(low, count);
+    if (count <= most_) return Range(low, count);
     std::size_t below = most_;  // what a child of full nodes can hold
     while ((most_ + 1) * below + most_ < count) below = (most_ + 1) * below + most_;
-    const std::size_t used = std::min(most_, (count - 1) / (below + 1) + 1);
+    const std::size_t used = count / (below + 1);
     std::vector<std::size_t> numbers;
     for (std::size_t i = 1; i <= used; ++i) numbers.push_back(low + i * count / (used + 1));
     return numbers;

@@ -1,0 +1,98 @@
+// The fixture of tests that run the whole program in this process: in a scratch directory that is
+// the current one, with work files in its folder "tmp", and with the table of system calls at hand.
+
+#ifndef TESTS_COMPACT_PROGRAM_TEST_H_
+#define TESTS_COMPACT_PROGRAM_TEST_H_
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/run_context.h"
+#include "driver/run_driver.h"
+#include "support/console_capture.h"
+#include "support/environment_guard.h"
+#include "support/scratch_directory.h"
+#include "support/system_calls_guard.h"
+#include "tree_maker.h"
+
+namespace tavindex::test {
+
+struct Outcome {
+  Result code = 0;
+  std::string text;  // behind the banner, without the timing line
+};
+
+// What was printed between the banner (four lines, the echo of the arguments first) and the timing
+// line.
+inline std::string WithoutFrame(std::string text) {
+  std::size_t start = 0;
+  for (int line = 0; line < 4; ++line) start = text.find('\n', start) + 1;
+  text.erase(0, start);
+  const std::size_t times = text.rfind("Start time = ");
+  if (times != std::string::npos) text.erase(times);
+  return text;
+}
+
+class ProgramTest : public ::testing::Test {
+ protected:
+  ProgramTest() : directory_(scratch.Path()) {
+    scratch.MakeDirectory("tmp");
+    environment.Set("TMPDIR", "tmp");
+    before_ = runContext;
+    runContext = context_.get();
+  }
+  ~ProgramTest() override { runContext = before_; }
+
+  // Runs "tavindex" with these arguments.
+  Outcome Run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "tavindex");
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) argv.push_back(argument.data());
+    const ConsoleCapture console;
+    const int argc = static_cast<int>(argv.size());
+    Outcome outcome;
+    outcome.code = RunDriver(argc, argv.data(), nullptr, 0, console.Stream(), false);
+    outcome.text = WithoutFrame(console.Text());
+    return outcome;
+  }
+
+  std::vector<std::byte> ReadBytes(const std::string& name) const {
+    return BytesOf(scratch.Read(name));
+  }
+  void WriteBytes(const std::string& name, const std::vector<std::byte>& bytes) const {
+    scratch.Write(name, TextOf(bytes));
+  }
+  // The files in the scratch directory, with the work files; the folder itself is not one.
+  std::vector<std::string> FilesLeft() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(scratch.Path())) {
+      if (!entry.is_directory()) names.push_back(entry.path().lexically_relative(scratch.Path()));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  bool IsOpen(int fd) const { return ::fcntl(fd, F_GETFD) >= 0; }
+
+  EnvironmentGuard environment;
+  ScratchDirectory scratch;
+  SystemCallsGuard calls;
+
+ private:
+  CurrentDirectory directory_;
+  std::unique_ptr<RunContext> context_ = std::make_unique<RunContext>();
+  RunContext* before_ = nullptr;
+};
+
+// Open descriptors of this process: equal before and after whatever must leave none open.
+inline std::size_t OpenDescriptors() {
+  using std::filesystem::directory_iterator;
+  return static_cast<std::size_t>(
+      std::distance(directory_iterator("/proc/self/fd"), directory_iterator()));
+}
+
+}  // namespace tavindex::test
+
+#endif  // TESTS_COMPACT_PROGRAM_TEST_H_

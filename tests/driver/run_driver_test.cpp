@@ -1,0 +1,2 @@
+#include "driver/run_driver.h"
+int unused;

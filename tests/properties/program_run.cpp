@@ -1,0 +1,74 @@
+#include "program_run.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+namespace tavindex::test {
+namespace {
+
+constexpr int kNotStarted = 127;
+
+[[noreturn]] void BecomeTheProgram(const std::string& directory, char** argv, int output) {
+  const std::string workDirectory = "TMPDIR=" + directory;
+  std::string environment[] = {workDirectory};
+  char* envp[] = {environment[0].data(), nullptr};
+  const bool ready = ::chdir(directory.c_str()) == 0 && ::dup2(output, STDOUT_FILENO) >= 0 &&
+                     ::dup2(output, STDERR_FILENO) >= 0;
+  if (ready) ::execve(TAVINDEX_BINARY, argv, envp);
+  ::_exit(kNotStarted);
+}
+
+std::string ReadAll(int fd) {
+  std::string text;
+  char block[4096];
+  for (ssize_t count; (count = ::read(fd, block, sizeof block)) > 0;) {
+    text.append(block, static_cast<std::size_t>(count));
+  }
+  return text;
+}
+
+}  // namespace
+
+ProgramResult RunProgram(const std::string& directory, const std::vector<std::string>& arguments) {
+  std::vector<std::string> texts = {"tavindex"};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<char*> argv;
+  for (std::string& text : texts) argv.push_back(text.data());
+  argv.push_back(nullptr);
+  int pipe[2];
+  ProgramResult result;
+  if (::pipe(pipe) != 0) return result;
+  const pid_t child = ::fork();
+  if (child == 0) BecomeTheProgram(directory, argv.data(), pipe[1]);
+  ::close(pipe[1]);
+  result.output = ReadAll(pipe[0]);
+  ::close(pipe[0]);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return result;
+}
+
+std::string ShellCommand(const std::vector<std::string>& arguments) {
+  std::string command = TAVINDEX_BINARY;
+  for (const std::string& argument : arguments) {
+    command += " '";
+    for (const char c : argument) command += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    command += "'";
+  }
+  return command;
+}
+
+std::vector<std::byte> ReadBytes(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::vector<std::byte> bytes(text.size());
+  if (!text.empty()) std::memcpy(bytes.data(), text.data(), text.size());
+  return bytes;
+}
+
+}  // namespace tavindex::test
