@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "common/console.h"
 #include "common/file.h"
@@ -61,14 +62,15 @@ bool CreateBackup(RunContext& run) {
   return compact.backupFd >= 0;
 }
 
-// The name of a new file is on disk only when its directory is.
+// The name of a new file is on disk only when its directory is. A directory that may not be read,
+// or that the file system cannot sync, is no reason to refuse.
 bool SyncDirectoryOf(const PathText& path) {
   const std::size_t slash = path.View().rfind('/');
   PathText directory;
   directory.Assign(slash == std::string_view::npos ? "." : path.View().substr(0, slash + 1));
   int fd = OpenFile(directory.CStr(), O_RDONLY | O_DIRECTORY);
-  if (fd < 0) return false;
-  const bool synced = SyncFile(fd);
+  if (fd < 0) return errno == EACCES;
+  const bool synced = SyncFile(fd) || errno == EINVAL;
   CloseFile(fd);
   return synced;
 }

@@ -67,6 +67,7 @@ void UpdateHeader(const RunContext& run, Compaction& job) {
   Store32(at + header::kSpinCounter, reader.header.spinCounter == 0 ? 1 : 0, reader.order);
   Store32(at + header::kReserved36, 0, reader.order);
   Store32(at + header::kDeletedCount, job.list.deletedCount, reader.order);
+  if (run.options.compactInPlace) return;
   std::memset(at + header::kCommandLine, 0, header::kCommandLineSize);
   std::memcpy(at + header::kCommandLine, job.storedLine.CStr(), job.storedLine.Size());
 }

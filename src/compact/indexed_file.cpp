@@ -73,9 +73,9 @@ Result CheckSpinCounter(RunContext& run, TreeReader& reader) {
   std::array<std::uint8_t, sizeof(std::uint32_t)> bytes{};
   const bool read = ReadAt(reader.fd, header::kSpinCounter, bytes) == std::ssize(bytes);
   if (read && Load32(bytes.data(), reader.order) == reader.header.spinCounter) return kOk;
-  const Result result = read ? ReadFront(reader, reader.fd) : kNotAnIsi;
-  if (result == kNotAnIsi) ShowMessage(run, "Unable to access ISI spin counter!\n");
-  return result;
+  if (read && LoadFront(reader, reader.fd)) return CheckFront(reader);
+  ShowMessage(run, "Unable to access ISI spin counter!\n");
+  return kNotAnIsi;
 }
 
 void ReleaseIndexedFile(RunContext& run) {

@@ -64,6 +64,7 @@ Result WriteOldEntries(RunContext& run, TreeReader& reader) {
       if (const Result result = CompleteTrain(run); result != kOk) return result;
       continue;
     }
+    if (status == WalkStatus::kNoMarks) return kNoMemory;
     if (status != WalkStatus::kEnd) return kNotAnIsi;
     if (const Result result = WriteRest(run, items); result != kOk) return result;
     break;

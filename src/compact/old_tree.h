@@ -7,7 +7,8 @@
 namespace tavindex {
 
 // Walks the tree in key order and writes its entries to the first work file, as trains and the end
-// marker behind them. kNotAnIsi for a tree that is not sound, else the sort's results.
+// marker behind them. kNotAnIsi for a tree that is not sound, kNoMemory, else the sort's
+// results.
 Result WriteOldEntries(RunContext& run, TreeReader& reader);
 
 }  // namespace tavindex

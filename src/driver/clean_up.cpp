@@ -56,6 +56,15 @@ void CloseFiles(RunContext& run, Ending ending) {
   CloseWorkFile(run, run.files.workFd2, run.files.workFileName2);
 }
 
+// A backup that is not complete protects nothing, and its name would refuse the next run; the ISI
+// is untouched then. A complete one stays: it is the good copy.
+void RemovePartialBackup(RunContext& run) {
+  const bool partial = (run.options.compactFlags & kBackupMade) == 0;
+  if (run.compact.backupFd < 0 || !partial) return;
+  CloseFile(run.compact.backupFd);
+  RemoveFile(run.compact.backupName.CStr());
+}
+
 }  // namespace
 
 std::uint32_t GetSortMemory(RunContext& run, std::uint32_t size) {
@@ -117,6 +126,7 @@ void OnInterrupt(int) {
         ::write(run.console.consoleFd, kText, std::strlen(kText));
   }
   CloseFiles(run, Ending::kAbort);
+  RemovePartialBackup(run);
   ::_exit(kInterruptedStatus);
 }
 

@@ -31,10 +31,20 @@ std::uint32_t ChildAt(const TreeReader& reader, std::uint32_t index) {
   return Load32(EntryAt(reader, index) + entry::kChild, reader.order);
 }
 
-// Loads a node that the walk comes to for the first time. A walk that visits more nodes than the
-// file has sectors goes round in a circle.
+// Marks the sector of an address; false when it was marked before.
+bool MarkVisited(TreeReader& reader, std::uint32_t address) {
+  const auto sector = static_cast<std::uint64_t>(SectorOffset(reader, address)) / kSectorSize;
+  std::uint8_t& marks = reader.visited.Data()[sector / 8];
+  const auto mark = static_cast<std::uint8_t>(1U << (sector % 8));
+  const bool first = (marks & mark) == 0;
+  marks |= mark;
+  return first;
+}
+
+// Loads a node that the walk comes to for the first time. A node that two pointers lead to is not
+// part of a tree: the walk would go round in a circle, or deliver its entries twice.
 WalkStatus Visit(TreeReader& reader, std::uint32_t address) {
-  if (!IsSectorAddress(reader, address) || ++reader.nodesVisited > reader.sectors) {
+  if (!IsSectorAddress(reader, address) || !MarkVisited(reader, address)) {
     return WalkStatus::kUnsound;
   }
   const bool sound = ReadNode(reader, address) == 0 && EntryCount(reader) <= reader.capacity;
@@ -118,14 +128,16 @@ Result CheckFront(TreeReader& reader) {
   return rootFits ? kOk : kNotAnIsi;
 }
 
-Result ReadFront(TreeReader& reader, int fd) {
+bool LoadFront(TreeReader& reader, int fd) {
   reader.fd = fd;
-  const std::int64_t count = ReadAt(fd, 0, reader.front);
-  if (count != static_cast<std::int64_t>(kFrontSize)) return kNotAnIsi;
+  if (ReadAt(fd, 0, reader.front) != static_cast<std::int64_t>(kFrontSize)) return false;
   const std::int64_t size = FileSize(fd);
-  if (size < 0) return kNotAnIsi;
-  reader.sectors = static_cast<std::uint64_t>(size) / kSectorSize;
-  return CheckFront(reader);
+  reader.sectors = static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0)) / kSectorSize;
+  return size >= 0;
+}
+
+Result ReadFront(TreeReader& reader, int fd) {
+  return LoadFront(reader, fd) ? CheckFront(reader) : kNotAnIsi;
 }
 
 std::int64_t SectorOffset(const TreeReader& reader, std::uint32_t address) {
@@ -165,16 +177,20 @@ WalkStatus Pop(TreeReader& reader, std::uint32_t& address) {
 
 WalkStatus FirstEntry(TreeReader& reader) {
   reader.pathLength = 0;
-  reader.nodesVisited = 0;
   reader.walkStarted = false;
+  reader.endReached = false;
   reader.inconsistent = false;
-  return Descend(reader, reader.header.rootNode);
+  if (!reader.visited.AllocateZeroed(reader.sectors / 8 + 1)) return WalkStatus::kNoMarks;
+  const WalkStatus status = Descend(reader, reader.header.rootNode);
+  reader.endReached = status == WalkStatus::kEnd;
+  return status;
 }
 
 WalkStatus NextEntry(TreeReader& reader) {
-  WalkStatus status = WalkStatus::kEntry;
-  if (reader.walkStarted) status = Advance(reader);
+  if (reader.endReached) return WalkStatus::kEnd;
+  const WalkStatus status = reader.walkStarted ? Advance(reader) : WalkStatus::kEntry;
   reader.walkStarted = true;
+  reader.endReached = status == WalkStatus::kEnd;
   if (status == WalkStatus::kEntry) CopyEntry(reader);
   return status;
 }

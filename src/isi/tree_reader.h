@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 
+#include "common/buffer.h"
 #include "common/bytes.h"
 #include "common/run_context.h"
 #include "isi/isi_format.h"
@@ -20,6 +21,7 @@ enum class WalkStatus : std::int32_t {
   kStackEmpty = -5,  // Pop: the node just finished was the root
   kEnd = -6,         // no entry follows
   kUnsound = -7,     // a node that cannot be read, or that holds what no node can hold
+  kNoMarks = -8,     // no room for the marks of the visited nodes
 };
 
 // The entry that the walk stands on.
@@ -48,18 +50,23 @@ struct TreeReader {
   std::array<std::uint32_t, kMaxPathLength> pathStack{};
   std::array<std::uint32_t, kMaxPathLength> pathIndex{};  // where each ancestor was left
   std::uint32_t pathLength = 0;
-  std::uint64_t nodesVisited = 0;
+  Buffer visited;  // a bit for each sector of the file
   bool walkStarted = false;
+  bool endReached = false;
   bool inconsistent = false;  // a parent did not point to the child that the walk came from
   TreeEntry entry;
 };
 
-// Reads and checks the first 2048 bytes of `fd`. kNotAnIsi for a short file or a field that no
-// sound ISI holds, kBadIsiVersion for another signature or version.
-Result ReadFront(TreeReader& reader, int fd);
+// Reads the first 2048 bytes of `fd` and the file's size. False when the file is shorter, or could
+// not be read.
+bool LoadFront(TreeReader& reader, int fd);
 
-// The same check on bytes that stand in `front`; sets the fields that come from the header.
+// Checks what stands in `front` and sets the fields that come from the header. kNotAnIsi for a
+// field that no sound ISI holds, kBadIsiVersion for another signature or version.
 Result CheckFront(TreeReader& reader);
+
+// Both; kNotAnIsi for a short file too.
+Result ReadFront(TreeReader& reader, int fd);
 
 // Whether `address` is that of a sector that lies whole in the file.
 bool IsSectorAddress(const TreeReader& reader, std::uint32_t address);
@@ -73,11 +80,12 @@ std::uint32_t ReadNode(TreeReader& reader, std::uint32_t address);
 WalkStatus Push(TreeReader& reader, std::uint32_t address);
 WalkStatus Pop(TreeReader& reader, std::uint32_t& address);
 
-// Stands on the smallest entry: kEntry, kEnd for a tree without entries, kStackFull, kUnsound.
+// Stands on the smallest entry: kEntry, kEnd for a tree without entries, kStackFull, kUnsound,
+// kNoMarks.
 WalkStatus FirstEntry(TreeReader& reader);
 
 // Moves to the next entry (the first call gives the one that FirstEntry found) and copies it to
-// `entry`. Results as FirstEntry.
+// `entry`. Results as FirstEntry; kEnd again and again behind the end.
 WalkStatus NextEntry(TreeReader& reader);
 
 }  // namespace tavindex

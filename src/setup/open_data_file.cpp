@@ -229,10 +229,7 @@ int LogFd(const RunContext& run) { return run.console.logOpened ? run.console.co
 
 // Whether `path` is the data file of the ISI under compaction.
 bool IsIndexedFile(const RunContext& run, const char* path) {
-  struct stat output;
-  struct stat indexed;
-  return CompactRun(run) && StatPath(path, output) &&
-         StatPath(run.compact.indexedFileName.CStr(), indexed) && SameFile(output, indexed);
+  return CompactRun(run) && IsSameFile(path, run.compact.indexedFileName.CStr());
 }
 
 // Looks, before anything is created, at what the index's name and the error file's name refer to.
@@ -255,11 +252,8 @@ Result CheckErrorName(RunContext& run) {
   if (!MakeErrorName(run)) return RefuseErrorFile(run);
   const char* path = files.errorFileName.CStr();
   const int others[] = {files.inputFd, files.workFd1, files.workFd2, LogFd(run)};
-  struct stat error;
-  struct stat index;
   const bool isIndex = files.errorFileName.View() == files.outputFileName.View() ||
-                       (StatPath(path, error) && StatPath(files.outputFileName.CStr(), index) &&
-                        SameFile(error, index));
+                       IsSameFile(path, files.outputFileName.CStr());
   const bool clash = isIndex || !IsRegularOrAbsent(path) || IsOneOf(path, others);
   return clash ? RefuseErrorFile(run) : kOk;
 }

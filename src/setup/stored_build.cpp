@@ -10,6 +10,7 @@
 #include "common/console.h"
 #include "common/file.h"
 #include "isi/isi_format.h"
+#include "names/path_parts.h"
 #include "names/resolve.h"
 #include "setup/set_up_run.h"
 #include "setup/work_files.h"
@@ -83,6 +84,18 @@ Result Rebuild(RunContext& run, const StoredBuild& stored) {
   return SetUpRun(run, stored.commandLine.View());
 }
 
+// The header keeps names as they were resolved. One without an extension has none, and says so, as
+// it would be typed, with a separator at its end; another file with the default extension may stand
+// beside it.
+PathText StoredNameAsTyped(std::string_view stored) {
+  PathText name;
+  name.Assign(stored);
+  FileNameParts parts;
+  SplitPath(stored, parts);
+  if (!parts.base.Empty() && parts.extension.Empty()) name.Append('.');
+  return name;
+}
+
 }  // namespace
 
 Result ReadStoredBuild(RunContext& run) {
@@ -107,12 +120,13 @@ void ChooseRebuildData(RunContext& run) {
   if (run.rebuild.storedDataName.Empty()) return;
   const PathText typed = run.files.dataFileName;
   PathText& name = run.files.dataFileName;
-  name.Assign(run.rebuild.storedDataName.View());
+  const PathText stored = StoredNameAsTyped(run.rebuild.storedDataName.View());
+  name = stored;
   struct stat status;
   const bool found =
       ResolveDataName(run) && StatPath(name.CStr(), status) && S_ISREG(status.st_mode);
   if (found) {
-    name.Assign(run.rebuild.storedDataName.View());
+    name = stored;
   } else {
     name = typed;
   }

@@ -159,6 +159,12 @@ TEST_F(ReadLogOptionTest, LooksBehindTheConfigurationFilesName) {
   ExpectProtected("isi.ISI", {"-i", "conf", "data,isi", "-1"});
 }
 
+TEST_F(ReadLogOptionTest, NeverTakesTheDataFileOfALineThatWillBeRefused) {
+  ExpectProtected("data", {"data"});
+  ExpectProtected("data", {"data,i?i", "-1"});
+  ExpectProtected("data", {"data," + std::string(251, 'n'), "-1"});
+}
+
 TEST_F(ReadLogOptionTest, KnowsQuotedNames) {
   ExpectProtected("my data", {"\"my data\"", "-1"});
   ExpectProtected("isi.ix", {"data,\"isi.ix\"", "-1"});
