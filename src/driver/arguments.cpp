@@ -26,7 +26,7 @@ std::string EchoOf(const Token& token, bool fromText) {
 }
 
 std::string JoinedForm(const Token& token) {
-  const std::string text = token.text;
+  std::string text = token.text;
   switch (token.kind) {
     case TokenKind::kDoubleQuote:
       return "\"" + text + "\"";

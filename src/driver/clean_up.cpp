@@ -118,7 +118,7 @@ void InstallInterruptHandler() {
   }
 }
 
-void OnInterrupt(int) {
+void OnInterrupt(int /*signal*/) {
   constexpr char kText[] = "Processing aborted via user interrupt.\n";
   RunContext& run = *runContext;
   if (run.console.consoleFd >= 0) {

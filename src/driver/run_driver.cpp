@@ -264,6 +264,7 @@ Result RunWithArguments(RunContext& run, Arguments& arguments) {
 // The program's own arguments in the form of a token list.
 std::vector<Token> TokensOf(int argc, char** argv) {
   std::vector<Token> tokens;
+  tokens.reserve(static_cast<std::size_t>(argc));
   for (int i = 0; i < argc; ++i) tokens.push_back({.text = argv[i], .kind = TokenKind::kNone});
   return tokens;
 }

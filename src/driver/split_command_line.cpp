@@ -47,7 +47,7 @@ class Splitter {
     while (IsSpace(*at_)) ++at_;
   }
 
-  void DeleteChar(char* place) { std::memmove(place, place + 1, std::strlen(place)); }
+  static void DeleteChar(char* place) { std::memmove(place, place + 1, std::strlen(place)); }
 
   // A quoted token begins behind its quote.
   void OpenQuoted() {

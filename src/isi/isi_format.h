@@ -142,7 +142,7 @@ inline constexpr std::size_t kPrevListSector = 504;  // u32, kNoAddress in the f
 inline constexpr std::size_t kListCount = 508;       // u16, at most kListCapacity
 inline constexpr std::size_t kMark = 510;            // F9 FD
 inline constexpr std::uint8_t kMarkBytes[2] = {0xF9, 0xFD};
-static_assert(kListCapacity * 4 == kPrevListSector);
+static_assert(std::size_t{kListCapacity} * 4 == kPrevListSector);
 }  // namespace list_sector
 
 // Bytes of end-of-record behind each record, as fileFlags tell.

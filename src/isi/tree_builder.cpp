@@ -39,7 +39,7 @@ Result AppendEntry(RunContext& run, const KeyItem& item, std::uint32_t child,
   if (lfa > UINT32_MAX) return FailWrite(run, EFBIG);
   std::uint8_t* sector = LevelNode(run, isi.currentLevel);
   const std::uint32_t count = node::EntryCount(sector);
-  std::uint8_t* at = sector + count * isi.entrySize;
+  std::uint8_t* at = sector + std::size_t{count} * isi.entrySize;
   Store32(at + entry::kLfa, static_cast<std::uint32_t>(lfa), isi.byteOrder);
   Store32(at + entry::kChild, child, isi.byteOrder);
   Store16(at + entry::kDupSeq, dupSeq, isi.byteOrder);

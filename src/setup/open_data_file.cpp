@@ -185,8 +185,8 @@ Result ApplyDeclaredLength(RunContext& run) {
     run.data.eorLength = 0;
   }
   if (run.data.recordLength == 0) run.data.recordLength = declared;
-  const bool whole = run.data.fileSize % declared == 0;
-  return run.options.binaryRecords && !whole ? kBadFileLength : kOk;
+  if (!run.options.binaryRecords || declared == 0) return kOk;
+  return run.data.fileSize % declared == 0 ? kOk : kBadFileLength;
 }
 
 bool SameBaseAndExtension(const RunContext& run) {

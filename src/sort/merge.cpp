@@ -154,7 +154,7 @@ Result Merge::Preload(MergeWay& way) {
 
 // The plain selection: a look at every head.
 MergeWay& Merge::SmallestHead() {
-  MergeWay* smallest = &open_[0];
+  MergeWay* smallest = open_.data();
   for (MergeWay& way : open_.subspan(1)) {
     if (HeadBefore(way, *smallest, run_.keys.keyLength)) smallest = &way;
   }

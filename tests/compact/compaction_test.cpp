@@ -93,7 +93,7 @@ class Compaction : public ProgramTest {
 // Bytes that no field is known for belong to other programs; 36 to 39 are cleared, 24 to 27 set.
 TEST_F(Compaction, CarriesTheRestOfTheHeaderOver) {
   MadeTree tree = Make({.entries = 40});
-  for (const std::size_t at : {28U, 31U, 36U, 39U, 40U, 43U, 52U, 63U, 104U, 111U, 24U}) {
+  for (const unsigned at : {28U, 31U, 36U, 39U, 40U, 43U, 52U, 63U, 104U, 111U, 24U}) {
     layout::Store8(tree.image, at, at);
   }
   layout::Store8(tree.image, layout::kFileFlags, 0x85);

@@ -248,7 +248,7 @@ class Maker {
   // Every sector looks like a leaf with entries: nothing in it may be taken for one.
   void Litter() {
     for (std::size_t at = kHeaderSize; at < tree_.image.size(); ++at) {
-      Store8(tree_.image, at, random_());
+      Store8(tree_.image, at, static_cast<unsigned>(random_()));
     }
     for (std::size_t at = kHeaderSize; at < tree_.image.size(); at += kSectorSize) {
       Store8(tree_.image, at + kEntryCount, 1);

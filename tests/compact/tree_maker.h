@@ -29,7 +29,7 @@ enum class Shape {
 };
 
 struct TreePlan {
-  std::string name;
+  std::string name{};
   Shape shape = Shape::kBalanced;
   ByteOrder order = ByteOrder::kLittle;
   bool recordNumbers = false;

@@ -13,7 +13,8 @@ class ArgumentsTest : public RunTest {
   using Tokens = std::vector<Token>;
 
   std::string Echo(const Tokens& tokens, bool fromText) {
-    const Arguments arguments{.tokens = tokens.data(), .count = tokens.size(), .fromText = fromText};
+    const Arguments arguments{
+        .tokens = tokens.data(), .count = tokens.size(), .fromText = fromText};
     EchoArguments(run, arguments);
     return console.Take();
   }
@@ -33,7 +34,9 @@ TEST_F(EchoArgumentsTest, PutsASpaceBehindEveryArgument) {
             "/bin/tavindex -m5 data -1-5 \n");
 }
 
-TEST_F(EchoArgumentsTest, KeepsPercentSigns) { EXPECT_EQ(Echo({{"t"}, {"%s%n"}}, false), "t %s%n \n"); }
+TEST_F(EchoArgumentsTest, KeepsPercentSigns) {
+  EXPECT_EQ(Echo({{"t"}, {"%s%n"}}, false), "t %s%n \n");
+}
 
 TEST_F(EchoArgumentsTest, PutsADoubleQuotedTokenInQuotes) {
   EXPECT_EQ(Echo({{"a b", TokenKind::kDoubleQuote}}, true), "\"a b\"\n");
@@ -72,7 +75,8 @@ TEST_F(JoinCommandLineTest, KeepsEmptyArguments) {
 TEST_F(JoinCommandLineTest, PutsQuotedTokensBackInQuotes) {
   EXPECT_EQ(Join({{"my data", TokenKind::kSingleQuote}, {"-1", TokenKind::kSpace}}),
             "\"my data\" -1");
-  EXPECT_EQ(Join({{"my data", TokenKind::kDoubleQuote}, {";1", TokenKind::kNone}}), "\"my data\";1");
+  EXPECT_EQ(Join({{"my data", TokenKind::kDoubleQuote}, {";1", TokenKind::kNone}}),
+            "\"my data\";1");
 }
 
 TEST_F(JoinCommandLineTest, PutsCommasBack) {

@@ -14,7 +14,8 @@
 namespace tavindex::test {
 namespace {
 
-// --- sort memory -------------------------------------------------------------------------------------
+// --- sort memory
+// -------------------------------------------------------------------------------------
 
 class GetSortMemoryTest : public RunTest {
  protected:
@@ -80,7 +81,8 @@ TEST_F(GetSortMemoryTest, HalvesTheLargestPositiveSize) {
   EXPECT_EQ(GetSortMemory(run, 0x7FFFFFFF), 65535U);
 }
 
-// --- buffers -------------------------------------------------------------------------------------------
+// --- buffers
+// -------------------------------------------------------------------------------------------
 
 using FreeBuffersTest = RunTest;
 
@@ -106,7 +108,8 @@ TEST_F(FreeBuffersTest, TwiceIsHarmless) {
   EXPECT_FALSE(run.writer.ioBuffer.Allocated());
 }
 
-// --- files -----------------------------------------------------------------------------------------------
+// --- files
+// -----------------------------------------------------------------------------------------------
 
 class CleanUpTest : public RunTest {
  protected:
@@ -291,7 +294,8 @@ TEST_F(CleanUpTest, CopiesTheNameOfWhatItRemoves) {
   EXPECT_EQ(run.files.lastOpenPath.View(), scratch.Path("isi"));
 }
 
-// --- the log ---------------------------------------------------------------------------------------------
+// --- the log
+// ---------------------------------------------------------------------------------------------
 
 using CloseLogTest = RunTest;
 
@@ -329,7 +333,8 @@ TEST_F(CloseLogTest, LetsNothingBePrintedBehindIt) {
   EXPECT_EQ(console.Text(), "");
 }
 
-// --- the interrupt ---------------------------------------------------------------------------------------
+// --- the interrupt
+// ---------------------------------------------------------------------------------------
 
 constexpr char kInterruptText[] = "Processing aborted via user interrupt.\n";
 
@@ -358,8 +363,8 @@ TEST_F(OnInterruptTest, TakesTheOtherEndingSignalsToo) {
     EXPECT_EQ(Interrupt(signal), 1) << signal;
     EXPECT_EQ(console.Take(), kInterruptText) << signal;
     EXPECT_FALSE(scratch.Exists("isi")) << signal;
-    for (int* fd : {&run.files.inputFd, &run.files.outputFd, &run.files.errorFd,
-                    &run.files.workFd1, &run.files.workFd2}) {
+    for (int* fd : {&run.files.inputFd, &run.files.outputFd, &run.files.errorFd, &run.files.workFd1,
+                    &run.files.workFd2}) {
       ::close(std::exchange(*fd, kNoFile));
     }
   }

@@ -29,7 +29,7 @@ TEST(FormatElapsed, WritesHoursMinutesAndSeconds) {
 }
 
 TEST(FormatElapsed, HasAWrongFirstCharacterFrom100HoursOn) {
-  EXPECT_EQ(Elapsed(360000), ":0:00:00");          // 10 | '0' is ':'
+  EXPECT_EQ(Elapsed(360000), ":0:00:00");           // 10 | '0' is ':'
   EXPECT_EQ(Elapsed(123 * 3600 + 61), "<3:01:01");  // 12 | '0' is '<'
   EXPECT_EQ(Elapsed(160 * 3600), "00:00:00");       // 16 | '0' is '0' again
 }

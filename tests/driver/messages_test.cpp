@@ -32,7 +32,8 @@ class MessagesTest : public RunTest {
   }
 };
 
-// --- set-up ----------------------------------------------------------------------------------------
+// --- set-up
+// ----------------------------------------------------------------------------------------
 
 class ShowSetUpFailureTest : public MessagesTest, public ::testing::WithParamInterface<CodeText> {};
 
@@ -94,7 +95,8 @@ TEST_F(MessagesTest, SetUpFailurePrintsALineEndBehindNothing) {
   EXPECT_EQ(console.Text(), "\n");
 }
 
-// --- build -----------------------------------------------------------------------------------------
+// --- build
+// -----------------------------------------------------------------------------------------
 
 using ShowBuildFailureTest = MessagesTest;
 
@@ -206,10 +208,11 @@ TEST_F(ShowBuildFailureTest, NamesTheSortCommand) {
             "WARNING!  SORT failed writing to file data.ISI.\n");
 }
 
-// --- compact -----------------------------------------------------------------------------------------
+// --- compact
+// -----------------------------------------------------------------------------------------
 
-class ShowCompactFailureTest : public MessagesTest, public ::testing::WithParamInterface<CodeText> {
-};
+class ShowCompactFailureTest : public MessagesTest,
+                               public ::testing::WithParamInterface<CodeText> {};
 
 TEST_P(ShowCompactFailureTest, PrintsTheLineOfTheCode) {
   ShowCompactFailure(run, GetParam().code);

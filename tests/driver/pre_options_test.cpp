@@ -79,7 +79,9 @@ TEST_F(ReadPreOptionsTest, CountADotInTheFirstCharacter) {
 }
 
 TEST_F(ReadPreOptionsTest, SkipBlanksAndControlCharactersBeforeTheName) {
-  EXPECT_EQ(Read({"-i \t\x01" "conf.cfg"}), kOk);
+  EXPECT_EQ(Read({"-i \t\x01"
+                  "conf.cfg"}),
+            kOk);
   EXPECT_EQ(IniName(), "conf.cfg");
 }
 

@@ -83,6 +83,10 @@ class RunDriverTest : public RunTest {
   int seen = 0;
 };
 
+void ExpectFront(const std::string& text, const std::string& front) {
+  EXPECT_EQ(text.substr(0, front.size()), front);
+}
+
 bool HasTimingLine(const std::string& text) {
   static const std::regex line(
       "Start time = [0-2]\\d:[0-5]\\d:[0-5]\\d  Stop time = [0-2]\\d:[0-5]\\d:[0-5]\\d"
@@ -90,13 +94,14 @@ bool HasTimingLine(const std::string& text) {
   return std::regex_search(text, line);
 }
 
-// --- the start ---------------------------------------------------------------------------------------
+// --- the start
+// ---------------------------------------------------------------------------------------
 
 TEST_F(RunDriverTest, ShowsBannerAndUsageWithoutArguments) {
   EXPECT_EQ(Run({}), -12);
   const std::string text = console.Text();
   const std::string front = "tavindex \n" + Banner() + "\ntavindex [-l{log}] {data}";
-  EXPECT_EQ(text.substr(0, front.size()), front);
+  ExpectFront(text, front);
   const std::string end = "          tavindex test.dat,test.is2 -11-20,1-5,7-8,21-30\n";
   EXPECT_EQ(text.substr(text.size() - end.size()), end);
 }
@@ -104,7 +109,7 @@ TEST_F(RunDriverTest, ShowsBannerAndUsageWithoutArguments) {
 TEST_F(RunDriverTest, ShowsTheUsageForAQuestionMark) {
   EXPECT_EQ(Run({"-?"}), -12);
   const std::string front = "tavindex -? \n" + Banner() + "\ntavindex [-l{log}] {data}";
-  EXPECT_EQ(console.Text().substr(0, front.size()), front);
+  ExpectFront(console.Text(), front);
 }
 
 TEST_F(RunDriverTest, EndsWithOneForAQuestionMarkInTheOptions) {
@@ -117,7 +122,7 @@ TEST_F(RunDriverTest, EchoesTheArgumentsFirstWhenRedirected) {
   Run({"-m9000", "data", "-1-3"});
   const std::string front =
       "tavindex -m9000 data -1-3 \n" + Banner() + "Max memory set to 9000.\nIndexing data.TXT";
-  EXPECT_EQ(console.Text().substr(0, front.size()), front);
+  ExpectFront(console.Text(), front);
 }
 
 TEST_F(RunDriverTest, WritesNoProgressLinesWhenRedirected) {
@@ -127,8 +132,7 @@ TEST_F(RunDriverTest, WritesNoProgressLinesWhenRedirected) {
 
 TEST_F(RunDriverTest, NamesTheSortCommandInItsBanner) {
   EXPECT_EQ(Run({}, true), -12);
-  EXPECT_EQ(console.Text().substr(0, 10 + Banner("SORT").size()),
-            "tavindex \n" + Banner("SORT"));
+  ExpectFront(console.Text(), "tavindex \n" + Banner("SORT"));
 }
 
 TEST_F(RunDriverTest, PrintsNothingWithoutAConsole) {
@@ -142,13 +146,13 @@ TEST_F(RunDriverTest, TakesItsArgumentsFromAText) {
   EXPECT_EQ(RunText("tavindex\tdata,isi  -1-3"), kOk);
   const std::string front =
       " INDEX data, isi  -1-3 \n" + Banner() + "Indexing data.TXT into isi.ISI\n";
-  EXPECT_EQ(console.Text().substr(0, front.size()), front);
+  ExpectFront(console.Text(), front);
 }
 
 TEST_F(RunDriverTest, TakesQuotedNamesFromAText) {
   Write("my data.TXT", kRecords);
   EXPECT_EQ(RunText("\"/my tools/tavindex\" \"my data\",isi -1-3"), kOk);
-  EXPECT_EQ(Output().substr(0, 34), "Indexing my data.TXT into isi.ISI\n");
+  ExpectFront(Output(), "Indexing my data.TXT into isi.ISI\n");
 }
 
 TEST_F(RunDriverTest, ClearsTheContextAtTheStart) {
@@ -198,23 +202,25 @@ TEST(SetDefaults, GivesARunItsStart) {
   EXPECT_FALSE(run.options.compactLocking || run.control.debugMode || run.console.logOpened);
 }
 
-// --- the log -------------------------------------------------------------------------------------------
+// --- the log
+// -------------------------------------------------------------------------------------------
 
 TEST_F(RunDriverTest, SendsEverythingToTheLog) {
   EXPECT_EQ(Run({"-lrun.log", "data", "-1-3"}), kOk);
   EXPECT_EQ(console.Text(), "");
   const std::string front = "tavindex -lrun.log data -1-3 \n" + Banner() + "Indexing data.TXT";
-  EXPECT_EQ(Read("run.log").substr(0, front.size()), front);
+  ExpectFront(Read("run.log"), front);
   EXPECT_TRUE(HasTimingLine(Read("run.log")));
 }
 
 TEST_F(RunDriverTest, AppendsToTheLog) {
   Write("run.log", "earlier\n");
   EXPECT_EQ(Run({"-q", "run.log", "data", "-1-3"}), kOk);
-  EXPECT_EQ(Read("run.log").substr(0, 17), "earlier\ntavindex ");
+  ExpectFront(Read("run.log"), "earlier\ntavindex ");
 }
 
-// --- buffers and memory ----------------------------------------------------------------------------------
+// --- buffers and memory
+// ----------------------------------------------------------------------------------
 
 TEST_F(RunDriverTest, EndsWithoutMemoryForItsBuffers) {
   for (int nth = 1; nth <= 3; ++nth) {
@@ -260,17 +266,18 @@ TEST_F(RunDriverTest, TakesATinyBudget) {
   EXPECT_TRUE(HasTimingLine(console.Text()));
 }
 
-// --- pre-options -------------------------------------------------------------------------------------------
+// --- pre-options
+// -------------------------------------------------------------------------------------------
 
 TEST_F(RunDriverTest, KeepsItsTrainTableForTooLargeAValue) {
   EXPECT_EQ(Run({"-t20000", "data", "-1-3"}), kOk);
-  EXPECT_EQ(Output().substr(0, 53), "-t option value too large.  Default of 999 assumed.\nI");
+  ExpectFront(Output(), "-t option value too large.  Default of 999 assumed.\nI");
   EXPECT_EQ(run.control.maxSortTrains, 20000);
 }
 
 TEST_F(RunDriverTest, TakesATrainTableOfNoTrains) {
   EXPECT_EQ(Run({"-t0", "data", "-1-3"}), kOk);
-  EXPECT_EQ(Output().substr(0, 28), "Max sort trains set to 0.\nIn");
+  ExpectFront(Output(), "Max sort trains set to 0.\nIn");
 }
 
 TEST_F(RunDriverTest, EndsWithAWrongConfigurationFileOption) {
@@ -280,9 +287,9 @@ TEST_F(RunDriverTest, EndsWithAWrongConfigurationFileOption) {
 
 TEST_F(RunDriverTest, TellsItsConfigurationFileInDebugMode) {
   EXPECT_EQ(Run({"-d", "data", "-?"}), 1);
-  EXPECT_EQ(Output().substr(0, 37), "INI file NOT USED!\nCommand line is:dat");
+  ExpectFront(Output(), "INI file NOT USED!\nCommand line is:dat");
   EXPECT_EQ(Run({"-d", "-iconf", "data", "-?"}), 1);
-  EXPECT_EQ(Output().substr(0, 43), "Using INI file: 'conf.ini'\nCommand line is:");
+  ExpectFront(Output(), "Using INI file: 'conf.ini'\nCommand line is:");
 }
 
 TEST_F(RunDriverTest, KeepsTheWorkFilesInDebugMode) {
@@ -290,7 +297,8 @@ TEST_F(RunDriverTest, KeepsTheWorkFilesInDebugMode) {
   EXPECT_EQ(WorkFiles(), 2);
 }
 
-// --- the set-up's exits --------------------------------------------------------------------------------------
+// --- the set-up's exits
+// --------------------------------------------------------------------------------------
 
 TEST_F(RunDriverTest, PrintsARefusalAndALineEnd) {
   EXPECT_EQ(Run({"data", "-1-5-7"}), -112);
@@ -354,7 +362,8 @@ TEST_F(RunDriverTest, RemovesADataFileOfItsOwnWhenTheBuildFails) {
   EXPECT_FALSE(Exists("none.ISI"));
 }
 
-// --- the build -------------------------------------------------------------------------------------------------
+// --- the build
+// -------------------------------------------------------------------------------------------------
 
 TEST_F(RunDriverTest, BuildsAnIndexAndEndsWithTheTimes) {
   EXPECT_EQ(Run({"data", "-1-3"}), kOk);
@@ -405,8 +414,7 @@ TEST_F(RunDriverTest, BlamesDuplicatesOnTheDataWhenShortRecordsWereAllowed) {
 
 TEST_F(RunDriverTest, DoesNotBlameDuplicatesOnUnexpectedTabs) {
   Write("data.TXT", "aaa\t2\naaa\t1\nbbb\t3\n");
-  const Result result = Run({"data", "-n,1-3"});
-  EXPECT_NE(result, -10);
+  EXPECT_EQ(Run({"data", "-n,1-3"}), kOk);
   EXPECT_TRUE(Exists("data.ISI"));
 }
 
@@ -446,9 +454,8 @@ TEST_F(RunDriverWithTrainsTest, TellsWhichWorkFileCannotBeWritten) {
   FailWritesTo("dsort", 1);
   EXPECT_LT(Run({"-m8192", "data", "-1-5"}), 0);
   const std::string text = Output();
-  EXPECT_NE(
-      text.find("WARNING!  INDEX failed writing to file " + scratch.Path("work") + "/dsort"),
-      std::string::npos)
+  EXPECT_NE(text.find("WARNING!  INDEX failed writing to file " + scratch.Path("work") + "/dsort"),
+            std::string::npos)
       << text;
   EXPECT_FALSE(Exists("data.ISI"));
   EXPECT_EQ(WorkFiles(), 0);
@@ -491,7 +498,8 @@ TEST_F(RunDriverTest, TellsThatTheDataCannotBeClosed) {
   EXPECT_NE(Output().find("Close(infile) failed.\n"), std::string::npos);
 }
 
-// --- interrupts --------------------------------------------------------------------------------------------------
+// --- interrupts
+// --------------------------------------------------------------------------------------------------
 
 TEST_F(RunDriverTest, RemovesEverythingWhenItIsInterruptedWhileItWritesTheIndex) {
   const int status = RunInChild([&] {
@@ -503,8 +511,7 @@ TEST_F(RunDriverTest, RemovesEverythingWhenItIsInterruptedWhileItWritesTheIndex)
     Run({"data", "-1-3"});
   });
   EXPECT_EQ(status, 1);
-  EXPECT_EQ(Output(),
-            "Indexing data.TXT into data.ISI\nProcessing aborted via user interrupt.\n");
+  EXPECT_EQ(Output(), "Indexing data.TXT into data.ISI\nProcessing aborted via user interrupt.\n");
   EXPECT_FALSE(Exists("data.ISI"));
   EXPECT_EQ(WorkFiles(), 0);
   EXPECT_EQ(Read("data.TXT"), kRecords);
@@ -526,7 +533,7 @@ TEST_F(RunDriverTest, KeepsTheWorkFilesOfAnInterruptedRunInDebugMode) {
 
 // The signal comes at each system call that makes a file of the run.
 TEST_F(RunDriverTest, KnowsEveryFileItMadeWhenItIsInterrupted) {
-  for (const int nth : {1, 2, 3, 4, 5, 6, 7, 8}) {
+  for (int nth = 1; nth <= 6; ++nth) {
     const int status = RunInChild([&] {
       InstallInterruptHandler();
       int made = 0;
@@ -537,8 +544,7 @@ TEST_F(RunDriverTest, KnowsEveryFileItMadeWhenItIsInterrupted) {
       });
       Run({"none,none,l80", "-e,1-3"});
     });
-    EXPECT_TRUE(status == 1 || status == kBodyReturned) << nth;
-    if (status == kBodyReturned) break;
+    EXPECT_EQ(status, 1) << nth;
     EXPECT_FALSE(Exists("none.TXT")) << nth;
     EXPECT_FALSE(Exists("none.ISI")) << nth;
     EXPECT_EQ(WorkFiles(), 0) << nth;

@@ -168,8 +168,14 @@ TEST(SplitCommandLine, EndsTheTokenAtAnyOtherSpaceBehindASign) {
 }
 
 TEST(SplitCommandLine, NeverStartsATokenAtAControlCharacter) {
-  EXPECT_EQ(Split("\x01\x02" "abc"), (Pieces{{"abc", kNone}}));
-  EXPECT_EQ(Split("a\x01" "b"), (Pieces{{"a\x01" "b", kNone}}));
+  EXPECT_EQ(Split("\x01\x02"
+                  "abc"),
+            (Pieces{{"abc", kNone}}));
+  EXPECT_EQ(Split("a\x01"
+                  "b"),
+            (Pieces{{"a\x01"
+                     "b",
+                     kNone}}));
   EXPECT_EQ(Split("\x01"), Pieces{});
 }
 
@@ -190,9 +196,7 @@ TEST(SkipProgramName, SkipsAQuotedName) {
   EXPECT_EQ(Skip("\"tavindex\"data"), "data");
 }
 
-TEST(SkipProgramName, TakesTabsForSpaces) {
-  EXPECT_EQ(Skip("\ttavindex\tdata\t-1"), "data -1");
-}
+TEST(SkipProgramName, TakesTabsForSpaces) { EXPECT_EQ(Skip("\ttavindex\tdata\t-1"), "data -1"); }
 
 TEST(SkipProgramName, SkipsNothingWhenTheNameHasNoEnd) {
   EXPECT_EQ(Skip("  tavindex"), "tavindex");

@@ -133,11 +133,12 @@ TEST_F(DeletedListTest, AddDeletedRecordTellsThatAWriteFailed) {
 TEST_F(DeletedListTest, AddDeletedRecordTellsThatAShortWriteCouldNotBeFinished) {
   Start(4);
   EXPECT_EQ(Delete(126), kOk);
-  calls.Replace<&SystemCalls::write>([this](int fd, const void* bytes, std::size_t count) -> ssize_t {
-    if (count == 512) return calls.Original().write(fd, bytes, 100);
-    errno = EFBIG;
-    return -1;
-  });
+  calls.Replace<&SystemCalls::write>(
+      [this](int fd, const void* bytes, std::size_t count) -> ssize_t {
+        if (count == 512) return calls.Original().write(fd, bytes, 100);
+        errno = EFBIG;
+        return -1;
+      });
   EXPECT_EQ(Delete(1, 126), -8);
   EXPECT_EQ(console.Text(), "\nUnable to write segment of index file. Errno=27\n");
 }

@@ -155,8 +155,8 @@ TEST(HeaderByteOrder, IsToldByTheVersionBytes) {
 }
 
 TEST(EntrySize, RoundsTheKeyUpToFourBytes) {
-  const std::pair<std::uint32_t, std::uint32_t> sizes[] = {
-      {1, 16}, {4, 16}, {5, 20}, {8, 20}, {9, 24}, {149, 164}, {150, 164}};
+  const std::pair<std::uint32_t, std::uint32_t> sizes[] = {{1, 16}, {4, 16},    {5, 20},   {8, 20},
+                                                           {9, 24}, {149, 164}, {150, 164}};
   for (const auto& [keyLength, size] : sizes) EXPECT_EQ(entry::Size(keyLength), size) << keyLength;
 }
 

@@ -23,7 +23,8 @@ TEST_F(TreeBuilderTest, StartTreeFillsNodesToTheFillPercentage) {
                         Case{150, 34, 1}, Case{150, 33, 0}, Case{5, 100, 25}}) {
     run.options.fillPercent = c.percent;
     EXPECT_EQ(Start(c.keyLength), kOk);
-    EXPECT_EQ(run.isi.maxEntries, c.entries) << c.keyLength << " bytes, " << c.percent << " percent";
+    EXPECT_EQ(run.isi.maxEntries, c.entries)
+        << c.keyLength << " bytes, " << c.percent << " percent";
   }
 }
 
@@ -57,8 +58,7 @@ TEST_F(TreeBuilderTest, InsertKeyAppendsToTheLeaf) {
   Start(4);
   EXPECT_EQ(Insert(0x12345678, "aaaa", 77), kOk);
   EXPECT_EQ(Insert(3, "bbbb", 78), kOk);
-  EXPECT_EQ(OpenNode(0).entries,
-            (Entries{{0x12345678, 0, 0, 77, "aaaa"}, {3, 0, 0, 78, "bbbb"}}));
+  EXPECT_EQ(OpenNode(0).entries, (Entries{{0x12345678, 0, 0, 77, "aaaa"}, {3, 0, 0, 78, "bbbb"}}));
 }
 
 TEST_F(TreeBuilderTest, InsertKeyStoresEveryFieldBigEndianToo) {
@@ -66,7 +66,9 @@ TEST_F(TreeBuilderTest, InsertKeyStoresEveryFieldBigEndianToo) {
   Start(2);
   EXPECT_EQ(Insert(0x12345678, "aa", 0x0102), kOk);
   EXPECT_EQ(Insert(0x12345679, "aa", 0x0102), kOk);
-  EXPECT_EQ(AsText({LevelNode(run, 0), 14}), std::string("\x12\x34\x56\x78\0\0\0\0\0\0\x01\x02" "aa", 14));
+  EXPECT_EQ(AsText({LevelNode(run, 0), 14}), std::string("\x12\x34\x56\x78\0\0\0\0\0\0\x01\x02"
+                                                         "aa",
+                                                         14));
   EXPECT_EQ(OpenNode(0).entries[1].dupSeq, 1U);
 }
 
@@ -86,7 +88,8 @@ TEST_F(TreeBuilderTest, InsertKeyNumbersDuplicates) {
 }
 
 TEST_F(TreeBuilderTest, InsertKeyNeverTakesTheFirstKeyForADuplicate) {
-  for (const std::string& key : {std::string(4, '\0'), std::string(4, '\xFF'), std::string(4, ' ')}) {
+  for (const std::string& key :
+       {std::string(4, '\0'), std::string(4, '\xFF'), std::string(4, ' ')}) {
     Start(4);
     EXPECT_EQ(Insert(0, key), kOk);
     EXPECT_EQ(OpenNode(0).entries[0].dupSeq, 0U);
@@ -159,8 +162,7 @@ TEST_F(TreeBuilderTest, InsertKeyWritesAFullParentWithTheLeafBehindItsLastEntry)
   EXPECT_EQ(NodeAt(2560).entries[0].key, KeyOf(3));
   EXPECT_EQ(NodeAt(3072).entries[1].key, KeyOf(7));
   const Node parent = NodeAt(3584);
-  EXPECT_EQ(parent.entries,
-            (Entries{{20, 2048, 0, 10, KeyOf(2)}, {50, 2560, 0, 10, KeyOf(5)}}));
+  EXPECT_EQ(parent.entries, (Entries{{20, 2048, 0, 10, KeyOf(2)}, {50, 2560, 0, 10, KeyOf(5)}}));
   EXPECT_EQ(parent.level, 1U);
   EXPECT_EQ(parent.lastChild, 3072U);
   EXPECT_EQ(OpenNode(2).entries, (Entries{{80, 3584, 0, 10, KeyOf(8)}}));
@@ -195,8 +197,7 @@ TEST_F(TreeBuilderTest, InsertKeyAddressesNodesBySectorInRecordNumberMode) {
   Start(4);
   ASSERT_EQ(InsertMany(64), kOk);
   ASSERT_TRUE(FlushWrite(run, run.files.outputFd));
-  EXPECT_EQ(OpenNode(1).entries,
-            (Entries{{31, 4, 0, 10, KeyOf(31)}, {63, 5, 0, 10, KeyOf(63)}}));
+  EXPECT_EQ(OpenNode(1).entries, (Entries{{31, 4, 0, 10, KeyOf(31)}, {63, 5, 0, 10, KeyOf(63)}}));
   EXPECT_EQ(NodeAt(5 * 512).entries[0].key, KeyOf(32));
 }
 
@@ -222,22 +223,22 @@ TEST_F(TreeBuilderTest, InsertKeyReachesTheLimitBehindTheLastKey) {
   EXPECT_EQ(InsertMany(65535), kOk);
   EXPECT_EQ(run.isi.topLevel, 15U);
   EXPECT_EQ(Insert(655350, KeyOf(65535)), -13);
-  EXPECT_EQ(scratch.Read("data.ERR"),
-            "\nError! Tree level limit (16) can only support 65535 records for this ISI file! \r\n");
+  EXPECT_EQ(
+      scratch.Read("data.ERR"),
+      "\nError! Tree level limit (16) can only support 65535 records for this ISI file! \r\n");
 }
 
 TEST_F(TreeBuilderTest, TreeCapacityIsThe16thPowerModulo2To64) {
   // (m + 1)^16 - 1.
-  const std::pair<std::uint32_t, std::uint64_t> capacities[] = {
-      {0, 0},
-      {1, 65535},
-      {2, 43046720},
-      {3, 4294967295},
-      {9, 9999999999999999},
-      {15, 18446744073709551615U},
-      {20, 10169396566349853888U},
-      {30, 12662688596514954752U},
-      {31, 18446744073709551615U}};
+  const std::pair<std::uint32_t, std::uint64_t> capacities[] = {{0, 0},
+                                                                {1, 65535},
+                                                                {2, 43046720},
+                                                                {3, 4294967295},
+                                                                {9, 9999999999999999},
+                                                                {15, 18446744073709551615U},
+                                                                {20, 10169396566349853888U},
+                                                                {30, 12662688596514954752U},
+                                                                {31, 18446744073709551615U}};
   for (const auto& [entries, capacity] : capacities) {
     run.isi.maxEntries = entries;
     EXPECT_EQ(TreeCapacity(run), capacity) << entries << " entries";

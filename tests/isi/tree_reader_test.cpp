@@ -264,8 +264,11 @@ TEST(TreeReader, WhatNoTreeHoldsEndsTheWalk) {
       {"last child past the end", [](Image& i) { layout::Store32(i, 1532, 4096, kLittle); }},
       {"child is the root", [](Image& i) { layout::Store32(i, 1028, 1024, kLittle); }},
       {"last child is the node", [](Image& i) { layout::Store32(i, 3072 + 508, 3072, kLittle); }},
-      {"leaf points upwards", [](Image& i) { layout::Store32(i, 2560 + 508, 2048, kLittle);
-                                             layout::Store32(i, 2048 + 508, 2560, kLittle); }},
+      {"leaf points upwards",
+       [](Image& i) {
+         layout::Store32(i, 2560 + 508, 2048, kLittle);
+         layout::Store32(i, 2048 + 508, 2560, kLittle);
+       }},
       {"count above the capacity", [](Image& i) { layout::Store8(i, 2048 + 500, 32); }},
       {"count of 255", [](Image& i) { layout::Store8(i, 3072 + 500, 255); }},
   };
@@ -299,12 +302,14 @@ TEST(TreeReader, FrontOfNoIsi) {
       {"root of 31 entries", kOk, [](Image& i) { layout::Store8(i, 1524, 31); }},
       {"root of 32 entries", kNotAnIsi, [](Image& i) { layout::Store8(i, 1524, 32); }},
       {"record length 0", kOk, [](Image& i) { layout::Store16(i, 8, 0, kLittle); }},
-      {"numbers, record length 0", kNotAnIsi, [](Image& i) {
+      {"numbers, record length 0", kNotAnIsi,
+       [](Image& i) {
          layout::Store8(i, 7, 1);
          layout::Store32(i, 20, 2, kLittle);
          layout::Store16(i, 8, 0, kLittle);
        }},
-      {"numbers of variable records are off", kOk, [](Image& i) {
+      {"numbers of variable records are off", kOk,
+       [](Image& i) {
          layout::Store8(i, 7, 1);
          layout::Store8(i, 6, 0xA2);
        }},

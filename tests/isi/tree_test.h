@@ -62,7 +62,8 @@ class TreeTest : public RunTest {
   // Inserts `count` keys of four bytes, one for each 10 bytes of data.
   Result InsertMany(std::uint32_t count) {
     for (std::uint32_t i = 0; i < count; ++i) {
-      if (const Result result = Insert(std::uint64_t{i} * 10, KeyOf(i)); result != kOk) return result;
+      if (const Result result = Insert(std::uint64_t{i} * 10, KeyOf(i)); result != kOk)
+        return result;
     }
     return kOk;
   }
@@ -82,8 +83,7 @@ class TreeTest : public RunTest {
     for (std::uint32_t i = 0; i < bytes[500]; ++i) {
       const std::uint8_t* at = bytes + i * size;
       node.entries.push_back({Load32(at, order), Load32(at + 4, order), Load16(at + 8, order),
-                              Load16(at + 10, order),
-                              AsText({at + 12, keyLength})});
+                              Load16(at + 10, order), AsText({at + 12, keyLength})});
     }
     for (std::size_t i = 501; i < 506; ++i) EXPECT_EQ(bytes[i], 0) << "byte " << i;
     node.level = Load16(bytes + 506, order);
@@ -95,9 +95,7 @@ class TreeTest : public RunTest {
     EXPECT_LE(offset + 512, file.size());
     return NodeOf(std::string_view(file).substr(offset, 512));
   }
-  Node OpenNode(std::uint32_t level) {
-    return NodeOf(AsText({LevelNode(run, level), 512}));
-  }
+  Node OpenNode(std::uint32_t level) { return NodeOf(AsText({LevelNode(run, level), 512})); }
 };
 
 }  // namespace tavindex::test

@@ -52,8 +52,8 @@ TEST(ParseFileName, LongNameHoldsWhatStopsAShortOne) {
 }
 
 TEST(ParseFileName, ShortNameStopsAtEachOfItsStops) {
-  for (const char stop : {'<', '>', '*', '|', '?', '+', '=', '[', ']', ';', ',', '\\', '#', '^',
-                          '&', '(', ')', '"', ' ', '\0'}) {
+  for (const char stop : {'<', '>',  '*', '|', '?', '+', '=', '[', ']', ';',
+                          ',', '\\', '#', '^', '&', '(', ')', '"', ' ', '\0'}) {
     const std::string source = std::string("ab") + stop + "cd";
     EXPECT_EQ(Short(source), (Parsed{2, "ab"})) << stop;
   }

@@ -67,8 +67,8 @@ TEST_F(SearchPathTest, PassesOverFilesThatCannotBeWritten) {
   scratch.Write("b/cust", "");
   const std::string readOnly = A() + "/cust";
   calls.Replace<&SystemCalls::open>([&](const char* path, int flags, mode_t mode) {
-    const bool refused = (std::strcmp(path, "cust") == 0 || path == readOnly) &&
-                         (flags & O_ACCMODE) != O_RDONLY;
+    const bool refused =
+        (std::strcmp(path, "cust") == 0 || path == readOnly) && (flags & O_ACCMODE) != O_RDONLY;
     if (!refused) return calls.Original().open(path, flags, mode);
     errno = EACCES;
     return -1;

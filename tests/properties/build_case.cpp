@@ -42,8 +42,8 @@ class CaseMaker {
   bool Percent(unsigned percent) { return Below(100) < percent; }
   template <typename Value>
   Value OneOf(std::initializer_list<Value> values) {
-    return *std::next(values.begin(), static_cast<std::ptrdiff_t>(Below(
-                                          static_cast<unsigned>(values.size()))));
+    return *std::next(values.begin(),
+                      static_cast<std::ptrdiff_t>(Below(static_cast<unsigned>(values.size()))));
   }
 
   RecordFormat Format() const { return made_.request.format; }
@@ -78,7 +78,8 @@ class CaseMaker {
 
   char DataByte() {
     if (tabs_ && Percent(4)) return '\t';
-    if (letters_ == 256) return static_cast<char>(Percent(5) ? OneOf({0xFF, 26, 0}) : Between(32, 255));
+    if (letters_ == 256)
+      return static_cast<char>(Percent(5) ? OneOf({0xFF, 26, 0}) : Between(32, 255));
     return static_cast<char>(OneOf({'a', 'A'}) + static_cast<int>(Below(letters_)));
   }
   std::string RecordBytes(unsigned length) {
@@ -173,7 +174,8 @@ class CaseMaker {
   void AddFormatOption() {
     const std::string number = std::to_string(made_.request.declaredLength);
     lengthField_ = made_.request.declaredLength != 0 && (!IsBinary() || Percent(30));
-    const std::string value = IsBinary() && (!lengthField_ || Percent(30)) ? "=" + number + "," : "";
+    const std::string value =
+        IsBinary() && (!lengthField_ || Percent(30)) ? "=" + number + "," : "";
     switch (Format()) {
       case RecordFormat::kFixedText:
         break;
@@ -286,11 +288,13 @@ class CaseMaker {
   }
 
   void AddSimple() {
-    SimpleCondition condition{.column = DrawColumn(), .equal = Percent(30), .value = ConditionByte()};
+    SimpleCondition condition{
+        .column = DrawColumn(), .equal = Percent(30), .value = ConditionByte()};
     made_.request.conditions.push_back(condition);
     options_ += ",p" + std::to_string(condition.column) + (condition.equal ? "=" : "#");
     const bool quoted = Percent(30);
-    options_ += quoted ? "\"" + std::string(1, condition.value) + "\"" : std::string(1, condition.value);
+    options_ +=
+        quoted ? "\"" + std::string(1, condition.value) + "\"" : std::string(1, condition.value);
   }
 
   void AddCompound() {

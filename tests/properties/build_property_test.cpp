@@ -59,8 +59,8 @@ class RandomBuild : public ::testing::TestWithParam<Format> {
 
 // Keeps the data of a failed case, and tells how to see it fail again.
 std::string RandomBuild::Reproduction(char method) const {
-  const std::string kept = "/tmp/tavindex_property_" + std::string(GetParam().name) + "_" +
-                           std::to_string(seed_);
+  const std::string kept =
+      "/tmp/tavindex_property_" + std::string(GetParam().name) + "_" + std::to_string(seed_);
   std::filesystem::create_directories(kept);
   std::filesystem::copy_file(scratch_.Path("data.txt"), kept + "/data.txt",
                              std::filesystem::copy_options::overwrite_existing);

@@ -40,9 +40,9 @@ TEST_P(LargeBuild, IsWhatTheCheckerMakesOfTheData) {
   scratch.Write("data.txt", MakeData());
   BuildRequest request;
   request.keys = {{1, 10}};
-  const ProgramResult result =
-      RunProgram(scratch.Path(), {GetParam().memory, std::string("-") + GetParam().method,
-                                  "data.txt,index.isi", "-1-10"});
+  const ProgramResult result = RunProgram(
+      scratch.Path(),
+      {GetParam().memory, std::string("-") + GetParam().method, "data.txt,index.isi", "-1-10"});
   ASSERT_EQ(result.exitStatus, 0) << result.output;
   const std::vector<std::byte> isi = ReadBytes(scratch.Path("index.isi"));
   const std::vector<std::byte> data = ReadBytes(scratch.Path("data.txt"));

@@ -139,8 +139,7 @@ TEST_F(DetectEORTest, FindsAMarkOfTwoThatStraddlesTwoBlocks) {
 }
 
 TEST_F(DetectEORTest, TakesNoMarkOfTwoFromBytesThatTouchNot) {
-  EXPECT_EQ(Detect("ab\r" + std::string("\n") + std::string(kBlock - 1, 'x') + "\n"),
-            EorKind::kLf);
+  EXPECT_EQ(Detect("ab\r" + std::string("\n") + std::string(kBlock - 1, 'x') + "\n"), EorKind::kLf);
   EXPECT_EQ(run.data.recordLength, kBlock);
 }
 

@@ -30,9 +30,7 @@ class ReadFileFieldsTest : public RunTest {
   std::string options;
 };
 
-TEST_F(ReadFileFieldsTest, TakesADataFileAlone) {
-  ExpectFields("data -1-5", "data", "", 0, "");
-}
+TEST_F(ReadFileFieldsTest, TakesADataFileAlone) { ExpectFields("data -1-5", "data", "", 0, ""); }
 
 TEST_F(ReadFileFieldsTest, TakesAllFourFields) {
   ExpectFields("data,isi,l100,/var/tmp -1-5", "data", "isi", 100, "/var/tmp");
@@ -101,8 +99,9 @@ TEST_F(ReadFileFieldsTest, FindsAWrongLengthBeforeAMissingOptionText) {
 }
 
 TEST_F(ReadFileFieldsTest, RefusesATextThatEndsBeforeTheOptions) {
-  for (const char* line : {"", "   ", "data", "data ", "data,", "data,isi", "data,isi,", "data,isi,l5",
-                           "data,isi,l5,", "data,isi,l5,/tmp", "data,isi,l5,/tmp "}) {
+  for (const char* line :
+       {"", "   ", "data", "data ", "data,", "data,isi", "data,isi,", "data,isi,l5", "data,isi,l5,",
+        "data,isi,l5,/tmp", "data,isi,l5,/tmp "}) {
     EXPECT_EQ(Read(line), -104) << line;
   }
 }

@@ -126,9 +126,8 @@ TEST_F(OpenDataFileTest, TakesAFullNameOf255Characters) {
 
 TEST_F(OpenDataFileTest, RefusesAFullNameOf256Characters) {
   run.options.quitIfNotOpened = true;
-  ExpectRefusal(
-      -123, Open("/" + std::string(251, 'b')),
-      "Full Path+Filename+Extension size limited to 255 characters without 'z' option!");
+  ExpectRefusal(-123, Open("/" + std::string(251, 'b')),
+                "Full Path+Filename+Extension size limited to 255 characters without 'z' option!");
 }
 
 TEST_F(OpenDataFileTest, CountsTheDirectoryOnlyWithoutOptionZ) {
@@ -153,7 +152,8 @@ TEST_F(OpenDataFileTest, HasNoLimitInACompactRun) {
   EXPECT_EQ(Open("/" + std::string(300, 'b')), -120);
 }
 
-// --- sizes and record formats ----------------------------------------------------------------------
+// --- sizes and record formats
+// ----------------------------------------------------------------------
 
 TEST_F(OpenDataFileTest, RefusesVariableLengthFromFourGiBOn) {
   MakeHugeFile("huge.TXT", kFourGiB);
@@ -229,7 +229,8 @@ TEST_F(OpenDataFileTest, RefusesLongerRecordsWithAMarkOfTwo) {
   EXPECT_EQ(Open("crlf"), -161);
 }
 
-// --- declared lengths ------------------------------------------------------------------------------
+// --- declared lengths
+// ------------------------------------------------------------------------------
 
 TEST_F(OpenDataFileTest, AddsTheMarkToADeclaredLength) {
   scratch.Write("cust.TXT", "abcd\r\nabcd\r\n");
@@ -284,7 +285,8 @@ TEST_F(OpenDataFileTest, MeasuresNoSizeOfTextRecords) {
   EXPECT_EQ(Open("cust"), kOk);
 }
 
-// --- the index ---------------------------------------------------------------------------------------
+// --- the index
+// ---------------------------------------------------------------------------------------
 
 TEST_F(OpenDataFileTest, CreatesTheIndexBesideTheData) {
   scratch.Write("cust.TXT", kTwoLines);
@@ -378,7 +380,8 @@ TEST_F(OpenDataFileTest, OpensTheDataFileToAllWhenTheIndexCannotBeCreated) {
   EXPECT_EQ(status.st_mode & 0777, 0666U);
 }
 
-// --- the error file ------------------------------------------------------------------------------------
+// --- the error file
+// ------------------------------------------------------------------------------------
 
 TEST_F(OpenDataFileTest, CreatesTheErrorFileBesideTheIndex) {
   scratch.Write("cust.TXT", kTwoLines);
@@ -436,7 +439,8 @@ TEST_F(OpenDataFileTest, RefusesAnErrorFileThatIsNoFile) {
   ExpectRefusal(-106, Open("cust"), "Can't create output file " + scratch.Path("cust.ERR"));
 }
 
-// --- the input buffer --------------------------------------------------------------------------------
+// --- the input buffer
+// --------------------------------------------------------------------------------
 
 TEST_F(OpenDataFileTest, PrimesTheInputBuffer) {
   scratch.Write("cust.TXT", kTwoLines);
@@ -468,7 +472,8 @@ TEST_F(OpenDataFileTest, LeavesOpenDescriptorsToTheCleanUp) {
   EXPECT_GE(run.files.outputFd, 0);
 }
 
-// --- debug mode ----------------------------------------------------------------------------------------
+// --- debug mode
+// ----------------------------------------------------------------------------------------
 
 TEST_F(OpenDataFileTest, TellsItsStepsInDebugMode) {
   scratch.Write("cust.TXT", kTwoLines);
@@ -503,8 +508,8 @@ TEST_P(OpenDataFileKindTest, TellsTheKindOfMark) {
   run.control.debugMode = true;
   run.options.variableRecords = true;
   EXPECT_EQ(Open("cust"), kOk);
-  const std::string wanted = std::string("Expected End of Record for data file is ") +
-                             GetParam().line + "Created ";
+  const std::string wanted =
+      std::string("Expected End of Record for data file is ") + GetParam().line + "Created ";
   EXPECT_NE(console.Text().find(wanted), std::string::npos) << console.Text();
 }
 
@@ -524,7 +529,8 @@ TEST_F(OpenDataFileTest, TellsThatBinaryDataHasNoMark) {
   EXPECT_NE(console.Text().find("data file is not defined.\n\rCreated "), std::string::npos);
 }
 
-// --- compact runs --------------------------------------------------------------------------------------
+// --- compact runs
+// --------------------------------------------------------------------------------------
 
 class OpenForCompactTest : public OpenDataFileTest {
  protected:

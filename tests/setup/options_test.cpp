@@ -237,9 +237,7 @@ TEST_F(ReadOptionsTest, UpperCaseMustStandBeforeTheKeys) {
   EXPECT_EQ(Read("1,u"), -136);
 }
 
-TEST_F(ReadOptionsTest, UpperCaseMayStandBehindACondition) {
-  EXPECT_EQ(Read("p11=A,u,1-5"), kOk);
-}
+TEST_F(ReadOptionsTest, UpperCaseMayStandBehindACondition) { EXPECT_EQ(Read("p11=A,u,1-5"), kOk); }
 
 // --- conditions --------------------------------------------------------------------------------
 
@@ -332,7 +330,8 @@ TEST_F(ReadOptionsTest, KeysRefuseColumnsAbove65534) {
 }
 
 TEST_F(ReadOptionsTest, KeysRefuseWrongSyntax) {
-  for (const char* options : {"1-5-7", "-5", "1-", "1--5", "0", "0-5", "1-0", "-", "n-1-5", "1-x"}) {
+  for (const char* options :
+       {"1-5-7", "-5", "1-", "1--5", "0", "0-5", "1-0", "-", "n-1-5", "1-x"}) {
     EXPECT_EQ(Read(options), -112) << options;
   }
 }

@@ -58,19 +58,20 @@ TEST_F(SetUpRunTest, TellsItsStepsInOrderInDebugMode) {
   run.control.debugMode = true;
   environment.Set("KVR_NOPATH", "no");
   EXPECT_EQ(SetUpRun(run, "data -30-32,1"), kOk);
-  EXPECT_EQ(console.Text(), "Command line is:data -30-32,1\n"
-                            "Temporary file path is:\n" +
-                                CreatedLines() +
-                                "'KVR_NOPATH=no'\n"
-                                "  Col   Pos Char  Other\n"
-                                "    1     4       Key;\n"
-                                "   30     1       Key;\n"
-                                "   31     2       Key;\n"
-                                "   32     3       Key;\n"
-                                "Opened data.TXT as input file\n"
-                                "Expected End of Record for data file is LF.\n\r"
-                                "Created data.ISI as output file\n"
-                                "Indexing data.TXT into data.ISI\n");
+  EXPECT_EQ(console.Text(),
+            "Command line is:data -30-32,1\n"
+            "Temporary file path is:\n" +
+                CreatedLines() +
+                "'KVR_NOPATH=no'\n"
+                "  Col   Pos Char  Other\n"
+                "    1     4       Key;\n"
+                "   30     1       Key;\n"
+                "   31     2       Key;\n"
+                "   32     3       Key;\n"
+                "Opened data.TXT as input file\n"
+                "Expected End of Record for data file is LF.\n\r"
+                "Created data.ISI as output file\n"
+                "Indexing data.TXT into data.ISI\n");
 }
 
 TEST_F(SetUpRunTest, ListsTheKeyMapInRecordOrderWithKeyPositions) {
@@ -79,12 +80,13 @@ TEST_F(SetUpRunTest, ListsTheKeyMapInRecordOrderWithKeyPositions) {
   const std::string text = console.Text();
   const std::size_t start = text.find("  Col");
   const std::string list = text.substr(start, text.find("Opened") - start);
-  EXPECT_EQ(list, "  Col   Pos Char  Other\n"
-                  "    1     3       Key;  Upper Case;\n"
-                  "    2     4  'x'  Key;  = match;  Upper Case;\n"
-                  "    3     1       Key;  Upper Case;\n"
-                  "    4     2       Key;  Upper Case;\n"
-                  "    9     0  'y'  != match;\n");
+  EXPECT_EQ(list,
+            "  Col   Pos Char  Other\n"
+            "    1     3       Key;  Upper Case;\n"
+            "    2     4  'x'  Key;  = match;  Upper Case;\n"
+            "    3     1       Key;  Upper Case;\n"
+            "    4     2       Key;  Upper Case;\n"
+            "    9     0  'y'  != match;\n");
 }
 
 TEST_F(SetUpRunTest, TellsTheWorkDirectoryInDebugMode) {

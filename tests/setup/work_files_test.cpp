@@ -67,8 +67,7 @@ TEST_F(CreateWorkFilesTest, KeepsATrailingSlash) {
 
 TEST_F(CreateWorkFilesTest, TakesTheDirectoryFromTheConfigurationFile) {
   const std::string directory = scratch.MakeDirectory("work");
-  run.names.iniFileName.Assign(
-      scratch.Write("t.ini", "[environment]\nTMPDIR=" + directory + "\n"));
+  run.names.iniFileName.Assign(scratch.Write("t.ini", "[environment]\nTMPDIR=" + directory + "\n"));
   EXPECT_EQ(CreateWorkFiles(run), kOk);
   ExpectUnique(Name1(), directory + "/dsort");
 }
@@ -94,8 +93,8 @@ TEST_F(CreateWorkFilesTest, StartsTheTrainsInTheFirstAndTheMergeInTheSecond) {
 TEST_F(CreateWorkFilesTest, TellsTheirNamesInDebugMode) {
   run.control.debugMode = true;
   EXPECT_EQ(CreateWorkFiles(run), kOk);
-  EXPECT_EQ(console.Text(), "Created " + Name1() + " as temp file 1\nCreated " + Name2() +
-                                " as temp file 2\n");
+  EXPECT_EQ(console.Text(),
+            "Created " + Name1() + " as temp file 1\nCreated " + Name2() + " as temp file 2\n");
 }
 
 TEST_F(CreateWorkFilesTest, RefusesAMissingDirectory) {

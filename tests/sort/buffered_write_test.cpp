@@ -18,7 +18,9 @@ class BufferedWriteTest : public SortTest {
       return calls.Original().write(fd, bytes, count);
     });
   }
-  bool Write(const std::string& text) { return BufferedWrite(run, run.files.workFd1, AsBytes(text)); }
+  bool Write(const std::string& text) {
+    return BufferedWrite(run, run.files.workFd1, AsBytes(text));
+  }
 
   std::vector<std::size_t> sizes;  // of the writes to the system
 };

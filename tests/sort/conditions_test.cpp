@@ -170,15 +170,24 @@ TEST_F(ConditionsTest, ParseCompoundReadsTerms) {
 
 TEST_F(ConditionsTest, ParseCompoundTakesEveryFormOfEveryOperator) {
   const std::pair<const char*, Operator> forms[] = {
-      {"<", Operator::kLess},           {">", Operator::kGreater},
-      {"g", Operator::kGreater},        {"G", Operator::kGreater},
-      {"=", Operator::kEqual},          {"e", Operator::kEqual},
-      {"E", Operator::kEqual},          {"!=", Operator::kNotEqual},
-      {"#", Operator::kNotEqual},       {"n", Operator::kNotEqual},
-      {"N", Operator::kNotEqual},       {"<>", Operator::kNotEqual},
-      {"<=", Operator::kLessOrEqual},   {"le", Operator::kLessOrEqual},
-      {"LE", Operator::kLessOrEqual},   {"lE", Operator::kLessOrEqual},
-      {">=", Operator::kGreaterOrEqual}, {"ge", Operator::kGreaterOrEqual},
+      {"<", Operator::kLess},
+      {">", Operator::kGreater},
+      {"g", Operator::kGreater},
+      {"G", Operator::kGreater},
+      {"=", Operator::kEqual},
+      {"e", Operator::kEqual},
+      {"E", Operator::kEqual},
+      {"!=", Operator::kNotEqual},
+      {"#", Operator::kNotEqual},
+      {"n", Operator::kNotEqual},
+      {"N", Operator::kNotEqual},
+      {"<>", Operator::kNotEqual},
+      {"<=", Operator::kLessOrEqual},
+      {"le", Operator::kLessOrEqual},
+      {"LE", Operator::kLessOrEqual},
+      {"lE", Operator::kLessOrEqual},
+      {">=", Operator::kGreaterOrEqual},
+      {"ge", Operator::kGreaterOrEqual},
       {"Ge", Operator::kGreaterOrEqual},
   };
   for (const auto& [form, op] : forms) {
@@ -215,10 +224,9 @@ TEST_F(ConditionsTest, ParseCompoundNeedsBothDoubleQuotesOrNone) {
 }
 
 TEST_F(ConditionsTest, ParseCompoundRefusesBadForms) {
-  for (const char* text :
-       {"=", "#", "='A'", "=0='A'", "=32768='A'", "=1'A'", "=1?'A'", "=1l'A'", "=1=A", "=1=''",
-        "=1='A", "=1='A''", "=1='A'&", "=1='A'|", "=1='A'&2", "=1=\"A\"", "=x='A'",
-        "=99999999999='A'", "=1!'A'"}) {
+  for (const char* text : {"=", "#", "='A'", "=0='A'", "=32768='A'", "=1'A'", "=1?'A'", "=1l'A'",
+                           "=1=A", "=1=''", "=1='A", "=1='A''", "=1='A'&", "=1='A'|", "=1='A'&2",
+                           "=1=\"A\"", "=x='A'", "=99999999999='A'", "=1!'A'"}) {
     run.keys = KeyState{};
     run.options.primaryOption = '\0';
     EXPECT_EQ(AddConditionText(text), -118) << text;
@@ -291,7 +299,7 @@ TEST_F(ConditionsTest, NotEqualSelectsWhatTheWholeIsFalseFor) {
 
 TEST_F(ConditionsTest, EveryOperatorComparesUnsignedBytes) {
   const std::pair<const char*, Places> expected[] = {
-      {"<", {0, 2}}, {">", {6, 8}},           {"=", {4}},
+      {"<", {0, 2}},       {">", {6, 8}},     {"=", {4}},
       {"#", {0, 2, 6, 8}}, {"<=", {0, 2, 4}}, {">=", {4, 6, 8}},
   };
   for (const auto& [op, places] : expected) {

@@ -35,7 +35,8 @@ class SkipDeletedRecordsTest : public SortTest {
   Addresses Listed() {
     Addresses listed;
     const std::uint8_t* sector = LevelNode(run, kTreeLevels);
-    for (std::uint32_t i = 0; i < run.isi.listCount; ++i) listed.push_back(LoadLe32(sector + 4 * i));
+    for (std::uint32_t i = 0; i < run.isi.listCount; ++i)
+      listed.push_back(LoadLe32(sector + 4 * i));
     return listed;
   }
 };
@@ -165,8 +166,8 @@ TEST_F(SkipDeletedRecordsTest, GoesBackToABinaryRecordInTheBlockBefore) {
 
 TEST_F(SkipDeletedRecordsTest, FollowsABinaryRunAcrossBlocks) {
   UseBinary(100);
-  const std::string data = std::string(100, 'r') + Nuls(100 * 1000) + Nuls(99) + "z" +
-                           std::string(100, 's');
+  const std::string data =
+      std::string(100, 'r') + Nuls(100 * 1000) + Nuls(99) + "z" + std::string(100, 's');
   EXPECT_EQ(Scan(data), (Items{{0, 100, "r"}, {100100, 100, Nuls(1)}, {100200, 100, "s"}}));
   EXPECT_EQ(run.scan.deletedCount, 1000U);
   EXPECT_GT(data.size(), kBlock);

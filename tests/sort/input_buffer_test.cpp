@@ -25,7 +25,8 @@ class FillInputBuffer : public SortTest {
   }
   std::string Retry(int left, const char* position, int high, int bytes) {
     return "\nfillInputBuffer(2):\n Retry:" + std::to_string(left) + "  At location:0x" + position +
-           "  Bytes read was:" + std::to_string(high) + " Should be:" + std::to_string(bytes) + "\n";
+           "  Bytes read was:" + std::to_string(high) + " Should be:" + std::to_string(bytes) +
+           "\n";
   }
 
  private:

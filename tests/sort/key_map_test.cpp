@@ -117,7 +117,8 @@ TEST_F(KeyMapTest, FinishKeyMapSortsByColumnAndEndsTheMap) {
   ASSERT_EQ(AddConditionText("8=x"), kOk);
   ASSERT_EQ(AddConditionText("1#y"), kOk);
   FinishKeyMap(run);
-  EXPECT_EQ(Entries(), (std::vector<Entry>{{0, 0, 0x10}, {6, 2, 0x08}, {7, 1, 0x28}, {8, 0, 0x08}}));
+  EXPECT_EQ(Entries(),
+            (std::vector<Entry>{{0, 0, 0x10}, {6, 2, 0x08}, {7, 1, 0x28}, {8, 0, 0x08}}));
   EXPECT_EQ(run.keys.keyMap[4].keyPos, 65535U);
   EXPECT_EQ(run.keys.conditionCount, 2U);
 }

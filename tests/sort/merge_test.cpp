@@ -62,7 +62,8 @@ class MergeTest : public SortTest {
     for (Items& train : trains) {
       for (std::size_t i = 0; i < length; ++i) {
         std::string key;
-        for (int c = 0; c < 4; ++c) key.push_back(static_cast<char>(random() % 3 == 0 ? 255 : random() % 9));
+        for (int c = 0; c < 4; ++c)
+          key.push_back(static_cast<char>(random() % 3 == 0 ? 255 : random() % 9));
         train.push_back({lfa, 10, key});
         lfa += 10;
       }
@@ -103,8 +104,8 @@ TEST_F(MergeTest, PlanMergeTakesUpTo30TrainsInOnePass) {
 TEST_F(MergeTest, PlanMergeTakesTheSmallestSquareAndTheSmallestCube) {
   SizeArea(1000);
   const std::pair<std::uint32_t, std::uint32_t> ways[] = {
-      {36, 6}, {37, 7}, {49, 7}, {50, 8}, {841, 29}, {842, 30}, {900, 30}, {901, 10}, {1000, 10},
-      {1001, 11}, {16382, 26}, {20000, 28}};
+      {36, 6},   {37, 7},   {49, 7},    {50, 8},    {841, 29},   {842, 30},
+      {900, 30}, {901, 10}, {1000, 10}, {1001, 11}, {16382, 26}, {20000, 28}};
   for (const auto& [trains, k] : ways) EXPECT_EQ(PlanMerge(run, trains).ways, k) << trains;
 }
 
@@ -146,6 +147,14 @@ struct Grid {
 
 class MergeGrid : public MergeTest, public ::testing::WithParamInterface<Grid> {};
 
+TEST_P(MergeGrid, DeliversTheSameByLookingAtEveryHead) {
+  run.sort.loserTree = false;
+  SizeArea(GetParam().area);
+  UseRandomTrains(GetParam().trains, GetParam().length);
+  EXPECT_EQ(DoFancyMerge(run), kOk);
+  ExpectAllInOrder();
+}
+
 TEST_P(MergeGrid, DeliversEveryItemInOrder) {
   const Grid& grid = GetParam();
   run.console.progressOn = true;
@@ -166,9 +175,9 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Grid{1, 50, 40, 1}, Grid{2, 9, 40, 1}, Grid{30, 12, 100, 1},
                       Grid{31, 12, 100, 2}, Grid{36, 5, 100, 2}, Grid{37, 5, 100, 2},
                       Grid{900, 3, 100, 2}, Grid{901, 3, 100, 3}, Grid{1331, 2, 100, 3},
-                      // Areas too small for the wanted ways. Two ways: 3 trains become 2; 2 become 1,
-                      // as the first pass is not final; 100 become 50, 25, 13, 7, 4, 2. Five ways:
-                      // 40 become 8, then 2.
+                      // Areas too small for the wanted ways. Two ways: 3 trains become 2; 2 become
+                      // 1, as the first pass is not final; 100 become 50, 25, 13, 7, 4, 2. Five
+                      // ways: 40 become 8, then 2.
                       Grid{3, 4, 1, 2}, Grid{2, 4, 1, 2}, Grid{100, 1, 1, 7}, Grid{40, 1, 3, 3},
                       Grid{7, 0, 40, 1}, Grid{50, 0, 40, 2}));
 
@@ -274,7 +283,8 @@ TEST_F(MergeTest, DoFancyMergeFailsWhenARefillCannotBeRead) {
   calls.FailFrom<&SystemCalls::read>(4, EIO);
   EXPECT_EQ(DoFancyMerge(run), -3);
   EXPECT_FALSE(Delivered::items.empty());
-  EXPECT_NE(console.Text().find("\nDoFancyMerge(3): Invalid blkLgt size read! "), std::string::npos);
+  EXPECT_NE(console.Text().find("\nDoFancyMerge(3): Invalid blkLgt size read! "),
+            std::string::npos);
 }
 
 TEST_F(MergeTest, DoFancyMergeSurvivesShortReads) {
@@ -282,7 +292,8 @@ TEST_F(MergeTest, DoFancyMergeSurvivesShortReads) {
   UseRandomTrains(3, 30);
   calls.Replace<&SystemCalls::read>([this](int fd, void* bytes, std::size_t count) {
     static int calls_ = 0;
-    return calls.Original().read(fd, bytes, ++calls_ % 2 == 1 ? std::min<std::size_t>(count, 3) : count);
+    return calls.Original().read(fd, bytes,
+                                 ++calls_ % 2 == 1 ? std::min<std::size_t>(count, 3) : count);
   });
   EXPECT_EQ(DoFancyMerge(run), kOk);
   ExpectAllInOrder();

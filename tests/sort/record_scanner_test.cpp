@@ -34,8 +34,7 @@ class CreateSubListTest : public SortTest {
 // ---- Text records ----
 
 TEST_F(CreateSubListTest, MakesOneItemForEachRecord) {
-  EXPECT_EQ(Scan("one\ntwo\nsix\n", 1, 3),
-            (Items{{0, 4, "one"}, {4, 4, "two"}, {8, 4, "six"}}));
+  EXPECT_EQ(Scan("one\ntwo\nsix\n", 1, 3), (Items{{0, 4, "one"}, {4, 4, "two"}, {8, 4, "six"}}));
   EXPECT_EQ(run.scan.recordCount, 3U);
   EXPECT_EQ(run.scan.nextLfa, 12U);
   EXPECT_EQ(run.data.recordLength, 4U);
@@ -96,8 +95,7 @@ TEST_F(CreateSubListTest, CountsTheMarkOfALastRecordThatHasNone) {
 }
 
 TEST_F(CreateSubListTest, PadsTheKeyOfAShortRecordWithSpaces) {
-  EXPECT_EQ(Scan("abcdef\nxy\n\n", 2, 5),
-            (Items{{0, 7, "bcde"}, {7, 3, "y   "}, {10, 1, "    "}}));
+  EXPECT_EQ(Scan("abcdef\nxy\n\n", 2, 5), (Items{{0, 7, "bcde"}, {7, 3, "y   "}, {10, 1, "    "}}));
 }
 
 TEST_F(CreateSubListTest, TakesColumnsDownwards) {
@@ -112,7 +110,12 @@ TEST_F(CreateSubListTest, TakesColumnsDownwards) {
 
 TEST_F(CreateSubListTest, FoldsKeysToUpperCaseAndOnlyLetters) {
   run.options.upperCaseKeys = true;
-  EXPECT_EQ(Scan("az{`\xE4""A\n", 1, 6), (Items{{0, 7, "AZ{`\xE4""A"}}));
+  EXPECT_EQ(Scan("az{`\xE4"
+                 "A\n",
+                 1, 6),
+            (Items{{0, 7,
+                    "AZ{`\xE4"
+                    "A"}}));
 }
 
 // ---- Ends of blocks ----
@@ -200,12 +203,24 @@ TEST_F(CreateSubListTest, EndsTheInputAtACtrlZThatBeginsARecord) {
 }
 
 TEST_F(CreateSubListTest, TakesACtrlZInsideARecordAsData) {
-  EXPECT_EQ(Scan("a\x1A""b\ncde\n", 1, 3), (Items{{0, 4, "a\x1A""b"}, {4, 4, "cde"}}));
+  EXPECT_EQ(Scan("a\x1A"
+                 "b\ncde\n",
+                 1, 3),
+            (Items{{0, 4,
+                    "a\x1A"
+                    "b"},
+                   {4, 4, "cde"}}));
 }
 
 TEST_F(CreateSubListTest, TakesACtrlZOfBinaryDataAsData) {
   UseBinary(3);
-  EXPECT_EQ(Scan("\x1A""bccd\x1A", 1, 3), (Items{{0, 3, "\x1A""bc"}, {3, 3, "cd\x1A"}}));
+  EXPECT_EQ(Scan("\x1A"
+                 "bccd\x1A",
+                 1, 3),
+            (Items{{0, 3,
+                    "\x1A"
+                    "bc"},
+                   {3, 3, "cd\x1A"}}));
 }
 
 // ---- TABs ----
@@ -413,8 +428,14 @@ TEST_F(CreateSubListTest, AllowsRecordsUpToTheLengthWithItsMark) {
 
 TEST_F(CreateSubListTest, CutsBinaryDataIntoRecords) {
   UseBinary(4);
-  EXPECT_EQ(Scan("a\nbc\r\n\xFF""def\nx", 1, 4),
-            (Items{{0, 4, "a\nbc"}, {4, 4, "\r\n\xFF""d"}, {8, 3 + 1, "ef\nx"}}));
+  EXPECT_EQ(Scan("a\nbc\r\n\xFF"
+                 "def\nx",
+                 1, 4),
+            (Items{{0, 4, "a\nbc"},
+                   {4, 4,
+                    "\r\n\xFF"
+                    "d"},
+                   {8, 3 + 1, "ef\nx"}}));
 }
 
 TEST_F(CreateSubListTest, TakesBinaryRecordsAcrossBlocks) {
@@ -477,8 +498,15 @@ TEST_F(CreateSubListTest, NeedsEveryCondition) {
 
 TEST_F(CreateSubListTest, KeepsKeysThatBeginWithTwoOnes) {
   UseBinary(4);
-  EXPECT_EQ(Scan("\xFF\xFF""ab\xFF\xFF\xFF\xFF""abcd", 1, 4),
-            (Items{{0, 4, "\xFF\xFF""ab"}, {4, 4, "\xFF\xFF\xFF\xFF"}, {8, 4, "abcd"}}));
+  EXPECT_EQ(Scan("\xFF\xFF"
+                 "ab\xFF\xFF\xFF\xFF"
+                 "abcd",
+                 1, 4),
+            (Items{{0, 4,
+                    "\xFF\xFF"
+                    "ab"},
+                   {4, 4, "\xFF\xFF\xFF\xFF"},
+                   {8, 4, "abcd"}}));
 }
 
 // ---- Failures ----
@@ -537,18 +565,24 @@ TEST_F(SortModeTest, TranslatesKeyBytes) {
 
 TEST_F(SortModeTest, SubtractsModulo256) {
   UseFlags({kSubtract, 0, kSubtract}, 'B');
-  EXPECT_EQ(Keys("AAC\n"), (KeyList{"\xFF""A\x01"}));
+  EXPECT_EQ(Keys("AAC\n"), (KeyList{"\xFF"
+                                    "A\x01"}));
 }
 
 // 'O' less the digit: digits of a negative number sort below the space, in reverse.
 TEST_F(SortModeTest, TurnsTheDigitsOfNegativeNumbersRound) {
   UseFlags({kSignAware, kSignAware, kSignAware | kEndNegative, 0});
-  EXPECT_EQ(Keys("-128\n 128\n1-78\n"), (KeyList{" \x1E\x1D""8", " 128", "1 \x18""8"}));
+  EXPECT_EQ(Keys("-128\n 128\n1-78\n"), (KeyList{" \x1E\x1D"
+                                                 "8",
+                                                 " 128",
+                                                 "1 \x18"
+                                                 "8"}));
 }
 
 TEST_F(SortModeTest, EndsTheNegativeStateBehindTheNumber) {
   UseFlags({kSignAware, kSignAware | kEndNegative, kSignAware});
-  EXPECT_EQ(Keys("-11\n"), (KeyList{" \x1E""1"}));
+  EXPECT_EQ(Keys("-11\n"), (KeyList{" \x1E"
+                                    "1"}));
 }
 
 TEST_F(SortModeTest, ComplementsDescendingBytes) {

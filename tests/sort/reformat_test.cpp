@@ -39,8 +39,8 @@ TEST_F(ParseReformatTest, StopsAtTheTerminator) {
 }
 
 TEST_F(ParseReformatTest, RefusesBadForms) {
-  for (const char* text : {"", ",", "1,", "3-2", "0", "1-", "-3", "x", "'open", "1 2", "1;2", "'a'b",
-                           "65535", "99999999999"}) {
+  for (const char* text : {"", ",", "1,", "3-2", "0", "1-", "-3", "x", "'open", "1 2", "1;2",
+                           "'a'b", "65535", "99999999999"}) {
     EXPECT_EQ(Parse(text), "refused") << text;
   }
 }

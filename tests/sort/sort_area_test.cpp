@@ -61,12 +61,18 @@ Items Expected(Items items) {
   return items;
 }
 
-class BothMethods : public SortSubListTest, public ::testing::WithParamInterface<std::uint32_t> {};
+// Each method, with the cached prefixes and the plain way.
+class BothMethods : public SortSubListTest,
+                    public ::testing::WithParamInterface<std::tuple<std::uint32_t, bool>> {
+ protected:
+  BothMethods() { run.sort.prefixSort = std::get<1>(GetParam()); }
+  static std::uint32_t Method() { return std::get<0>(GetParam()); }
+};
 
 TEST_P(BothMethods, SortsAreasOfEverySizeUpTo200) {
   for (std::size_t count = 0; count <= 200; ++count) {
     const Items items = MakeItems(Shape::kRandom, count);
-    ASSERT_EQ(Sorted(items, GetParam()), Expected(items)) << count << " items";
+    ASSERT_EQ(Sorted(items, Method()), Expected(items)) << count << " items";
   }
 }
 
@@ -74,17 +80,17 @@ TEST_P(BothMethods, SortsSizesAroundPowersOfTwo) {
   for (std::size_t power = 256; power <= 4096; power *= 2) {
     for (const std::size_t count : {power - 1, power, power + 1}) {
       const Items items = MakeItems(Shape::kRandom, count);
-      ASSERT_EQ(Sorted(items, GetParam()), Expected(items)) << count << " items";
+      ASSERT_EQ(Sorted(items, Method()), Expected(items)) << count << " items";
     }
   }
 }
 
 TEST_P(BothMethods, SortsEveryShape) {
-  for (const Shape shape : {Shape::kSorted, Shape::kReversed, Shape::kAllEqual, Shape::kOrganPipe,
-                            Shape::kTwoKeys}) {
+  for (const Shape shape :
+       {Shape::kSorted, Shape::kReversed, Shape::kAllEqual, Shape::kOrganPipe, Shape::kTwoKeys}) {
     for (const std::size_t count : {2U, 3U, 7U, 64U, 1000U, 2500U}) {
       const Items items = MakeItems(shape, count);
-      ASSERT_EQ(Sorted(items, GetParam()), Expected(items))
+      ASSERT_EQ(Sorted(items, Method()), Expected(items))
           << "shape " << static_cast<int>(shape) << ", " << count << " items";
     }
   }
@@ -94,7 +100,7 @@ TEST_P(BothMethods, KeepsEqualKeysInTheOrderOfTheirAddresses) {
   Items items = MakeItems(Shape::kAllEqual, 50);
   std::reverse(items.begin(), items.end());
   items[7].lfa = 0x100000005;  // the high half counts first
-  const Items sorted = Sorted(items, GetParam());
+  const Items sorted = Sorted(items, Method());
   EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end(),
                              [](const Item& a, const Item& b) { return a.lfa < b.lfa; }));
   EXPECT_EQ(sorted.back().lfa, 0x100000005U);
@@ -102,7 +108,7 @@ TEST_P(BothMethods, KeepsEqualKeysInTheOrderOfTheirAddresses) {
 
 TEST_P(BothMethods, LeavesTheItemsWhereTheyAre) {
   const Items items = MakeItems(Shape::kReversed, 20);
-  Sorted(items, GetParam());
+  Sorted(items, Method());
   EXPECT_EQ(AreaItems(), items);
 }
 
@@ -110,10 +116,52 @@ TEST_P(BothMethods, SortsKeysThatBeginWithTwoOnes) {
   Items items = MakeItems(Shape::kReversed, 10);
   items[2].key = "\xFF\xFF";
   items[6].key = "\xFF\xFE";
-  EXPECT_EQ(Sorted(items, GetParam()), Expected(items));
+  EXPECT_EQ(Sorted(items, Method()), Expected(items));
 }
 
-INSTANTIATE_TEST_SUITE_P(SortSubList, BothMethods, ::testing::Values(0U, 1U));
+// Keys of 20 bytes in which many of the first ones are shared.
+Items MakeLongKeys(std::size_t count, unsigned seed) {
+  std::mt19937 random(seed);
+  Items items;
+  for (std::size_t i = 0; i < count; ++i) {
+    std::string key(20, 'k');
+    for (std::size_t at = 3 + random() % 17; at < 20; at += 1 + random() % 9) {
+      key[at] = static_cast<char>(random() % 4 == 0 ? 0xFF : 'k' + random() % 3);
+    }
+    items.push_back({count * 10 - i * 10, 9, key});
+  }
+  return items;
+}
+
+TEST_P(BothMethods, SortsLongKeysThatShareTheirFrontBytes) {
+  run.keys.keyLength = 20;
+  for (const std::size_t count : {100U, 511U, 512U, 513U, 514U, 2000U, 6000U}) {
+    const Items items = MakeLongKeys(count, static_cast<unsigned>(count));
+    ASSERT_EQ(Sorted(items, Method()), Expected(items)) << count << " items";
+  }
+}
+
+TEST_P(BothMethods, SortsManyItemsOfOneKey) {
+  Items items = MakeItems(Shape::kAllEqual, 20000);
+  std::mt19937 random(3);
+  std::shuffle(items.begin(), items.end(), random);
+  items[500].key = "zz";
+  ASSERT_EQ(Sorted(items, Method()), Expected(items));
+}
+
+TEST_P(BothMethods, SortsWithoutMemoryForATable) {
+  const Items items = MakeItems(Shape::kRandom, 700);
+  SizeArea(700);
+  FillArea(items);
+  run.control.sortMethod = Method();
+  calls.FailFrom<&SystemCalls::allocate>(1, ENOMEM);
+  SortSubList(run);
+  EXPECT_EQ(WriteSortTrain(run), kOk);
+  EXPECT_EQ(WorkItems("work1"), Expected(items));
+}
+
+INSTANTIATE_TEST_SUITE_P(SortSubList, BothMethods,
+                         ::testing::Combine(::testing::Values(0U, 1U), ::testing::Bool()));
 
 TEST_F(SortSubListTest, BothMethodsGiveTheSameOrder) {
   const Items items = MakeItems(Shape::kTwoKeys, 777);

@@ -186,8 +186,9 @@ class Delivered {
     items.clear();
     answer = [](std::size_t) { return kOk; };
     run.sort.itemConsumer = [](RunContext& context, const std::uint8_t* at) -> Result {
-      items.push_back({item::Lfa(at), item::RecLength(at),
-                       std::string(reinterpret_cast<const char*>(at + 10), context.keys.keyLength)});
+      items.push_back(
+          {item::Lfa(at), item::RecLength(at),
+           std::string(reinterpret_cast<const char*>(at + 10), context.keys.keyLength)});
       return answer(items.size());
     };
   }

@@ -64,7 +64,9 @@ TEST_F(WriteSortTrainTest, WritesItemsInOrderAndTheEndMarkerOfAnAreaThatIsNotFul
   EXPECT_EQ(Write({{0x1122334455667788, 0x99AA, "bbb"}, {5, 6, "aaa"}}), kOk);
   EXPECT_EQ(scratch.Read("work1"),
             std::string("\x05\0\0\0\0\0\0\0\x06\0aaa", 13) +
-                std::string("\x88\x77\x66\x55\x44\x33\x22\x11\xAA\x99" "bbb", 13) +
+                std::string("\x88\x77\x66\x55\x44\x33\x22\x11\xAA\x99"
+                            "bbb",
+                            13) +
                 std::string("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\0", 13));
   EXPECT_EQ(Starts(), (std::vector<std::int64_t>{0}));
 }
@@ -80,9 +82,13 @@ TEST_F(WriteSortTrainTest, SeparatesATrainThatBreaksTheOrder) {
   run.sort.trainCount = 1;
   EXPECT_EQ(Write({{1, 4, "ccc"}, {5, 4, "ddd"}, {9, 4, "eee"}}), kOk);
   EXPECT_EQ(Write({{13, 4, "aaa"}, {17, 4, "fff"}, {21, 4, "ggg"}}), kOk);
-  EXPECT_EQ(WorkItems("work1"),
-            (Items{{1, 4, "ccc"}, {5, 4, "ddd"}, {9, 4, "eee"}, kEndItem, {13, 4, "aaa"},
-                   {17, 4, "fff"}, {21, 4, "ggg"}}));
+  EXPECT_EQ(WorkItems("work1"), (Items{{1, 4, "ccc"},
+                                       {5, 4, "ddd"},
+                                       {9, 4, "eee"},
+                                       kEndItem,
+                                       {13, 4, "aaa"},
+                                       {17, 4, "fff"},
+                                       {21, 4, "ggg"}}));
   EXPECT_EQ(Starts(), (std::vector<std::int64_t>{0, 52}));
   EXPECT_EQ(run.sort.workFilePos, 91);
   EXPECT_EQ(run.sort.trainCount, 1U);

@@ -76,8 +76,8 @@ class SystemCallsGuard {
   // Calls of a replaced entry since it was replaced.
   template <auto kMember>
   int Count() const {
-    return ReplacedCall<kMember, std::remove_cv_t<
-                                     std::remove_reference_t<decltype(original_.*kMember)>>>::count;
+    return ReplacedCall<
+        kMember, std::remove_cv_t<std::remove_reference_t<decltype(original_.*kMember)>>>::count;
   }
   // Counts the calls of an entry without changing what it does.
   template <auto kMember>

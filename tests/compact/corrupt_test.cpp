@@ -1,0 +1,212 @@
+// Damaged index files: every byte wrong in three ways, files cut off, nodes that are nothing or
+// point anywhere, chains that go round. Showing, rebuilding and copying end with exit status 0 or
+// 1, in time, and leave the input alone; a copy that succeeds holds what a plain reader finds.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "isi_layout.h"
+#include "program_test.h"
+
+namespace tavindex::test {
+namespace {
+
+constexpr ByteOrder kLittle = ByteOrder::kLittle;
+constexpr unsigned kSecondsForARun = 20;
+
+using Image = std::vector<std::byte>;
+
+// Entries in any order, as sets of what a compaction must keep.
+std::vector<std::tuple<std::string, std::uint32_t, std::uint16_t>> Kept(
+    const std::vector<ModelEntry>& entries) {
+  std::vector<std::tuple<std::string, std::uint32_t, std::uint16_t>> kept;
+  for (const ModelEntry& entry : entries) kept.push_back({entry.key, entry.lfa, entry.recLength});
+  std::sort(kept.begin(), kept.end());
+  return kept;
+}
+
+class Corrupt : public ProgramTest {
+ protected:
+  Corrupt() {
+    systemCalls.fsync = [](int) { return 0; };
+    scratch.Write("data.TXT", kData);
+  }
+
+  void Judge(const Image& image, const std::string& what) {
+    const ::testing::ScopedTrace trace(__FILE__, __LINE__, what);
+    WriteBytes("old.ISI", image);
+    ::alarm(kSecondsForARun);
+    JudgeShow(image);
+    JudgeCopy(image);
+    JudgeInPlace(image);
+    JudgeRebuild();
+    ::alarm(0);
+    runs_ += 4;
+  }
+
+  void JudgeShow(const Image& image) {
+    const Outcome run = Run({"old", "-i"});
+    EXPECT_TRUE(run.code == kOk || run.code == kNotAnIsi || run.code == kNoKeyInformation)
+        << run.code;
+    EXPECT_EQ(scratch.Read("old.ISI") == TextOf(image), true);
+    EXPECT_EQ(FilesLeft(), (std::vector<std::string>{"data.TXT", "old.ISI"}));
+  }
+
+  void JudgeCopy(const Image& image) {
+    const Outcome run = Run({"old,new", "-c"});
+    EXPECT_EQ(scratch.Read("old.ISI") == TextOf(image), true);
+    EXPECT_EQ(scratch.Exists("new.ISI"), run.code == kOk) << run.text;
+    if (run.code != kOk) return;
+    ++copies_;
+    const auto found = PlainWalk(image);
+    const auto copied = PlainWalk(ReadBytes("new.ISI"));
+    EXPECT_TRUE(found.has_value() && copied.has_value());
+    if (found && copied) {
+      EXPECT_TRUE(Kept(*found) == Kept(*copied));
+    }
+    std::filesystem::remove(scratch.Path("new.ISI"));
+  }
+
+  // What a copy refuses for its tree or its list, an in-place run refuses too, and changes nothing.
+  void JudgeInPlace(const Image& image) {
+    const Outcome run = Run({"old", "-c=1"});
+    if (run.code == kOk) {
+      const auto found = PlainWalk(image);
+      const auto compacted = PlainWalk(ReadBytes("old.ISI"));
+      EXPECT_TRUE(found.has_value() && compacted.has_value());
+      if (found && compacted) {
+        EXPECT_TRUE(Kept(*found) == Kept(*compacted));
+      }
+    } else {
+      EXPECT_EQ(scratch.Read("old.ISI") == TextOf(image), true) << run.text;
+    }
+    EXPECT_EQ(FilesLeft(), (std::vector<std::string>{"data.TXT", "old.ISI"}));
+    WriteBytes("old.ISI", image);
+  }
+
+  // A damaged line may name other files; the data file is never one of them.
+  void JudgeRebuild() {
+    Run({"old", "-r"});
+    EXPECT_EQ(scratch.Read("data.TXT"), kData);
+    for (const std::string& name : FilesLeft()) {
+      EXPECT_FALSE(name.starts_with("tmp/")) << name;
+      if (name != "data.TXT") std::filesystem::remove(scratch.Path(name));
+    }
+  }
+
+  void ShowRuns() const { std::printf("%d runs, %d copies succeeded\n", runs_, copies_); }
+
+  const std::string kData = "aaaa\nbbbb\ncccc\n";
+  int runs_ = 0;
+  int copies_ = 0;
+};
+
+// A header, a root, a list sector at 1536 and another, and some leaves: 8 sectors.
+MadeTree SmallTree(ByteOrder order, bool numbers) {
+  return MakeTree({.order = order, .recordNumbers = numbers, .keyLength = 40, .entries = 19,
+                   .deleted = 127, .commandLine = "data,old -1-4"});
+}
+
+// The texts of the header differ from byte to byte by nothing that matters here: every 16th does.
+bool IsWorthIt(std::size_t at) {
+  const bool text = at >= layout::kDataFileName + 12 && at < layout::kHeaderSize;
+  const bool usedLine = at >= layout::kCommandLine && at < layout::kCommandLine + 16;
+  return !text || usedLine || at % 16 == 0;
+}
+
+class EveryByte : public Corrupt,
+                  public ::testing::WithParamInterface<std::tuple<ByteOrder, bool>> {};
+
+TEST_P(EveryByte, WrongInThreeWays) {
+  const Image good = SmallTree(std::get<0>(GetParam()), std::get<1>(GetParam())).image;
+  for (std::size_t at = 0; at < good.size(); ++at) {
+    if (!IsWorthIt(at)) continue;
+    const unsigned before = layout::Load8(good, at);
+    for (const unsigned wrong : {0x00U, 0xFFU, before ^ 1U << at % 8}) {
+      Image image = good;
+      layout::Store8(image, at, wrong);
+      Judge(image, "byte " + std::to_string(at) + " is " + std::to_string(wrong));
+      if (HasFailure()) return;
+    }
+  }
+  ShowRuns();
+}
+
+INSTANTIATE_TEST_SUITE_P(Orders, EveryByte,
+                         ::testing::Values(std::tuple(ByteOrder::kLittle, false),
+                                           std::tuple(ByteOrder::kBig, true)));
+
+TEST_F(Corrupt, CutOffAnywhere) {
+  const Image good = SmallTree(kLittle, false).image;
+  for (std::size_t size = 0; size < good.size(); size += 64) {
+    for (const std::size_t cut : {size, size + 1}) {
+      Judge({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(cut)},
+            "cut off at " + std::to_string(cut));
+      if (HasFailure()) return;
+    }
+  }
+  ShowRuns();
+}
+
+// Every sector in turn: zeros, FF, a copy of the root, and pointing to itself or anywhere.
+TEST_F(Corrupt, WholeSectors) {
+  const MadeTree tree = MakeTree({.keyLength = 40, .entries = 60, .deleted = 300});
+  const auto size = static_cast<std::uint32_t>(tree.image.size());
+  const auto sector = [](Image& image, std::size_t at) { return image.begin() + static_cast<std::ptrdiff_t>(at); };
+  for (std::uint32_t at = 1024; at < size; at += 512) {
+    const auto name = "sector at " + std::to_string(at) + ": ";
+    for (const std::byte fill : {std::byte{0}, std::byte{0xFF}}) {
+      Image image = tree.image;
+      std::fill_n(sector(image, at), 512, fill);
+      Judge(image, name + "filled");
+    }
+    Image image = tree.image;
+    std::copy_n(tree.image.begin() + 1024, 512, sector(image, at));
+    Judge(image, name + "is the root");
+    for (const std::uint32_t address : {at, 1024U, 1536U, size, size - 512, 0U, 1U, 0xFFFFFFFFU}) {
+      for (const std::uint32_t field : {4U, 56U, 504U, 508U}) {
+        image = tree.image;
+        layout::Store32(image, at + field, address, kLittle);
+        Judge(image, name + std::to_string(field) + " points to " + std::to_string(address));
+      }
+    }
+    if (HasFailure()) return;
+  }
+  ShowRuns();
+}
+
+TEST_F(Corrupt, CountsAndLengths) {
+  const MadeTree tree = MakeTree({.keyLength = 40, .entries = 60, .deleted = 300});
+  for (const unsigned length : {0U, 1U, 39U, 41U, 149U, 150U, 151U, 488U, 489U, 500U, 32768U, 65535U}) {
+    for (const std::size_t field : {layout::kKeyLength, layout::kRecordLength}) {
+      for (const unsigned numbers : {0U, 1U}) {
+        Image image = tree.image;
+        layout::Store16(image, field, length, kLittle);
+        layout::Store8(image, layout::kAddrFlags, numbers);
+        layout::Store32(image, layout::kRootNode, numbers != 0 ? 2 : 1024, kLittle);
+        Judge(image, "length " + std::to_string(length));
+      }
+    }
+  }
+  for (std::uint32_t at = 1024; at < tree.image.size(); at += 512) {
+    for (const unsigned count : {0U, 1U, 9U, 10U, 126U, 127U, 255U}) {
+      Image image = tree.image;
+      layout::Store8(image, at + 500, count);
+      Judge(image, "count at " + std::to_string(at));
+      image = tree.image;
+      layout::Store16(image, at + 508, count * 257, kLittle);
+      Judge(image, "list count at " + std::to_string(at));
+    }
+  }
+  ShowRuns();
+}
+
+}  // namespace
+}  // namespace tavindex::test
