@@ -39,10 +39,10 @@ std::string JoinedForm(const Token& token) {
   }
 }
 
-// Whether a token needs a space before it: not when what stands before ended with its own
-// separator, nor in the middle of a quoted text.
-bool NeedsSpace(const std::string& joined, TokenKind before) {
-  return !joined.empty() && (before == TokenKind::kNone || before == TokenKind::kSpace);
+// Whether the token behind needs a space before it: not when this one ended with a separator of
+// its own, or was a quoted piece that touches the next.
+bool NeedsSpaceBehind(TokenKind before) {
+  return before == TokenKind::kNone || before == TokenKind::kSpace;
 }
 
 }  // namespace
@@ -56,11 +56,10 @@ void EchoArguments(RunContext& run, const Arguments& arguments) {
 
 bool JoinCommandLine(RunContext& run, const Arguments& arguments) {
   std::string joined;
-  TokenKind before = TokenKind::kNone;
   for (std::size_t i = arguments.next; i < arguments.count; ++i) {
-    if (NeedsSpace(joined, before)) joined += ' ';
+    const bool first = i == arguments.next;
+    if (!first && NeedsSpaceBehind(arguments.tokens[i - 1].kind)) joined += ' ';
     joined += JoinedForm(arguments.tokens[i]);
-    before = arguments.tokens[i].kind;
   }
   char* line = reinterpret_cast<char*>(run.control.commandLine.Data());
   const std::size_t kept = std::min(joined.size(), kCommandLineSize - 1);

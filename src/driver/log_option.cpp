@@ -41,10 +41,10 @@ NamedFiles FilesNamed(const Arguments& arguments) {
     line.append(arguments.Text(i)).append(" ");
   }
   NamedFiles named;
-  LineFields fields;
-  if (!FindLineFields(line, fields)) return named;
+  // A line that will be refused names files all the same.
   ParseFileName(line, named.data, kNameCapacity, NameRule::kLong);
-  if (fields.hasSecond) {
+  LineFields fields;
+  if (FindLineFields(line, fields) && fields.hasSecond) {
     ParseFileName(std::string_view(line).substr(fields.secondStart), named.isi, kNameCapacity,
                   NameRule::kLong);
   }

@@ -24,23 +24,25 @@ Result FailWrite(RunContext& run, int error) {
   return kNodeWriteFailed;
 }
 
-// The record address as an entry stores it. In record-number mode a position between two records
-// has no number: the record before it was too long for the mode, and the index will be given up.
-std::uint64_t RecordAddress(RunContext& run, std::uint64_t position) {
-  if (!run.isi.recordNumberMode) return position;
-  if (position % run.data.recordLength != 0) run.data.longRecordSeen = true;
-  return position / run.data.recordLength;
+// The record address as an entry stores it. A position that has no address (one between two
+// records in record-number mode, one beyond 32 bits in a file that grew during the run) belongs to
+// data that this index cannot describe: the driver gives the index up.
+std::uint32_t RecordAddress(RunContext& run, std::uint64_t position) {
+  std::uint64_t address = position;
+  if (run.isi.recordNumberMode) {
+    address /= run.data.recordLength;
+    if (address * run.data.recordLength != position) run.data.longRecordSeen = true;
+  }
+  if (address > UINT32_MAX) run.data.longRecordSeen = true;
+  return static_cast<std::uint32_t>(address);
 }
 
-Result AppendEntry(RunContext& run, const KeyItem& item, std::uint32_t child,
-                   std::uint16_t dupSeq) {
+void AppendEntry(RunContext& run, const KeyItem& item, std::uint32_t child, std::uint16_t dupSeq) {
   IsiState& isi = run.isi;
-  const std::uint64_t lfa = RecordAddress(run, item.position);
-  if (lfa > UINT32_MAX) return FailWrite(run, EFBIG);
   std::uint8_t* sector = LevelNode(run, isi.currentLevel);
   const std::uint32_t count = node::EntryCount(sector);
   std::uint8_t* at = sector + std::size_t{count} * isi.entrySize;
-  Store32(at + entry::kLfa, static_cast<std::uint32_t>(lfa), isi.byteOrder);
+  Store32(at + entry::kLfa, RecordAddress(run, item.position), isi.byteOrder);
   Store32(at + entry::kChild, child, isi.byteOrder);
   Store16(at + entry::kDupSeq, dupSeq, isi.byteOrder);
   Store16(at + entry::kRecLength, item.recLength, isi.byteOrder);
@@ -48,13 +50,15 @@ Result AppendEntry(RunContext& run, const KeyItem& item, std::uint32_t child,
   node::SetEntryCount(sector, count + 1);
   std::memcpy(isi.previousEntry.data(), at, isi.entrySize);
   isi.anyEntry = true;
-  return kOk;
 }
 
 // Puts the key into the node of currentLevel, which has room.
 Result PlaceKey(RunContext& run, const KeyItem& item, std::uint32_t child) {
   IsiState& isi = run.isi;
-  if (!IsRepeatedKey(run, item)) return AppendEntry(run, item, child, 0);
+  if (!IsRepeatedKey(run, item)) {
+    AppendEntry(run, item, child, 0);
+    return kOk;
+  }
   if (const Result result = ReportDuplicate(run, item); result != kOk) return result;
   if (run.options.ignoreDups) {
     ++isi.ignoredDupCount;
@@ -62,7 +66,8 @@ Result PlaceKey(RunContext& run, const KeyItem& item, std::uint32_t child) {
   }
   ++isi.dupCount;
   const std::uint16_t previous = Load16(isi.previousEntry.data() + entry::kDupSeq, isi.byteOrder);
-  return AppendEntry(run, item, child, static_cast<std::uint16_t>(previous + 1));
+  AppendEntry(run, item, child, static_cast<std::uint16_t>(previous + 1));
+  return kOk;
 }
 
 // Writes the full node of currentLevel, whose last child is `child`, and moves up a level; `child`

@@ -149,7 +149,7 @@ Result Merge::OpenWays(std::uint32_t firstTrain, std::uint32_t count) {
 
 Result Merge::Preload(MergeWay& way) {
   if (!final_ || !run_.control.sortMode) return kOk;
-  return PreLoadBuffer(run_, run_.files.inputFd, way) == kOk ? kOk : kInputReadFailed;
+  return PreLoadBuffer(run_, run_.files.inputFd, way) == kOk ? kOk : kWorkReadFailed;
 }
 
 // The plain selection: a look at every head.
