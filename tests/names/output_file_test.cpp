@@ -22,6 +22,8 @@ class OutputFileTest : public RunTest {
 using CreateOutputFileTest = OutputFileTest;
 using IsOneOfTest = OutputFileTest;
 using IsRegularOrAbsentTest = OutputFileTest;
+using IsSameFileTest = OutputFileTest;
+using LookAtTest = OutputFileTest;
 
 TEST_F(CreateOutputFileTest, CreatesForReadingAndWriting) {
   const mode_t mask = ::umask(0027);
@@ -100,6 +102,50 @@ TEST_F(IsRegularOrAbsentTest, RefusesEverythingElse) {
   EXPECT_FALSE(IsRegularOrAbsent("/dev/null"));
   ASSERT_EQ(::mkfifo(scratch.Path("fifo").c_str(), 0600), 0);
   EXPECT_FALSE(IsRegularOrAbsent(scratch.Path("fifo").c_str()));
+}
+
+// A path that may not be looked at might be any file of the user.
+
+TEST_F(LookAtTest, TellsWhatIsThere) {
+  struct stat status;
+  EXPECT_EQ(LookAt(scratch.Write("file", "").c_str(), status), PathState::kThere);
+  EXPECT_EQ(LookAt(scratch.Path("none").c_str(), status), PathState::kAbsent);
+  EXPECT_EQ(LookAt(scratch.Path("file/none").c_str(), status), PathState::kAbsent);
+  calls.FailNth<&SystemCalls::stat>(1, EACCES);
+  EXPECT_EQ(LookAt(scratch.Path("none").c_str(), status), PathState::kUnknown);
+}
+
+TEST_F(LookAtTest, UnknownIsNeitherRegularNorSomethingElse) {
+  Create("file");
+  const int open[] = {fd};
+  calls.FailFrom<&SystemCalls::stat>(1, EACCES);
+  EXPECT_TRUE(IsOneOf(scratch.Path("other").c_str(), open));
+  EXPECT_FALSE(IsRegularOrAbsent(scratch.Path("other").c_str()));
+}
+
+TEST_F(LookAtTest, UnknownIsADescriptorThatCannotBeLookedAt) {
+  Create("file");
+  const int open[] = {fd};
+  scratch.Write("other", "");
+  calls.FailFrom<&SystemCalls::fstat>(1, EIO);
+  EXPECT_TRUE(IsOneOf(scratch.Path("other").c_str(), open));
+}
+
+TEST_F(IsSameFileTest, LooksBehindTheNames) {
+  const std::string file = scratch.Write("file", "");
+  const std::string other = scratch.Write("other", "");
+  ASSERT_EQ(::link(file.c_str(), scratch.Path("link").c_str()), 0);
+  EXPECT_TRUE(IsSameFile(file.c_str(), scratch.Path("link").c_str()));
+  EXPECT_FALSE(IsSameFile(file.c_str(), other.c_str()));
+  EXPECT_FALSE(IsSameFile(file.c_str(), scratch.Path("none").c_str()));
+  EXPECT_FALSE(IsSameFile(scratch.Path("none").c_str(), scratch.Path("none").c_str()));
+}
+
+TEST_F(IsSameFileTest, TakesWhatCannotBeLookedAtForTheSame) {
+  const std::string file = scratch.Write("file", "");
+  const std::string other = scratch.Write("other", "");
+  calls.FailNth<&SystemCalls::stat>(2, EACCES);
+  EXPECT_TRUE(IsSameFile(file.c_str(), other.c_str()));
 }
 
 }  // namespace

@@ -36,6 +36,14 @@ TEST_F(ReadIniLineTest, CountsTheEndOfLineBytesButCutsThem) {
   ExpectEnd();
 }
 
+TEST_F(ReadIniLineTest, TakesALineOfItsEndAlone) {
+  Open("\r\n\n\r\nab\r\n");
+  ExpectLine(2, "");
+  ExpectLine(1, "");
+  ExpectLine(2, "");
+  ExpectLine(4, "ab");
+}
+
 TEST_F(ReadIniLineTest, EndsAtOnceInAnEmptyFile) {
   Open("");
   ExpectEnd();

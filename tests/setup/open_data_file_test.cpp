@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <utility>
 #include <vector>
 
 #include "support/isi_image.h"
@@ -561,6 +562,32 @@ TEST_F(OpenForCompactTest, RefusesAnIsiThatIsNoFile) {
   ASSERT_EQ(::mkfifo(scratch.Path("fifo.ISI").c_str(), 0600), 0);
   ExpectRefusal(-120, Open("fifo", "new"),
                 "Unable to open input ISI file for compact: " + scratch.Path("fifo.ISI") + "\n");
+}
+
+TEST_F(OpenForCompactTest, RefusesAShortIsiBeforeAnOutputIsCreated) {
+  scratch.Write("old.ISI", isi.substr(0, 2047));
+  ExpectRefusal(-102, Open("old", "new"),
+                "Not a valid .isi file structure for file: " + scratch.Path("old.ISI") + ".");
+  EXPECT_FALSE(scratch.Exists("new.ISI"));
+}
+
+TEST_F(OpenForCompactTest, RefusesAHeaderThatCannotBeBelievedBeforeAnOutputIsCreated) {
+  std::string other = isi;
+  PutBytes(other, 10, std::string_view("\x97\x00", 2));  // a key of 151 bytes
+  scratch.Write("old.ISI", other);
+  EXPECT_EQ(Open("old", "new"), -102);
+  EXPECT_FALSE(scratch.Exists("new.ISI"));
+}
+
+TEST_F(OpenForCompactTest, RefusesAnotherSignatureOrVersionBeforeAnOutputIsCreated) {
+  for (const auto& [offset, bytes] : {std::pair{0, "X"}, std::pair{4, "\x03\x03"}}) {
+    std::string other = isi;
+    PutBytes(other, static_cast<std::size_t>(offset), bytes);
+    scratch.Write("old.ISI", other);
+    ExpectRefusal(-162, Open("old", "new"),
+                  "Invalid ISI version to compact file named:  " + scratch.Path("old.ISI") + ".");
+    EXPECT_FALSE(scratch.Exists("new.ISI"));
+  }
 }
 
 TEST_F(OpenForCompactTest, OpensExclusivelyWithoutLockingAndWithTheBitOfValueEight) {

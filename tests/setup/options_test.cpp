@@ -336,6 +336,11 @@ TEST_F(ReadOptionsTest, KeysRefuseWrongSyntax) {
   }
 }
 
+TEST_F(ReadOptionsTest, KeysRefuseASecondDashBeforeTheyAreCounted) {
+  EXPECT_EQ(Read("1-200-3"), -112);
+  EXPECT_EQ(Read("1-5,2-3-4"), -112);
+}
+
 TEST_F(ReadOptionsTest, KeysRefuseOverlaps) {
   EXPECT_EQ(Read("1-10,5-7"), -113);
   EXPECT_EQ(Read("5,5"), -113);
