@@ -113,6 +113,19 @@ TEST_F(Compaction, CarriesTheRestOfTheHeaderOver) {
   }
 }
 
+// In place the command line is not written: not what stands behind its end, nor one without an end.
+TEST_F(Compaction, InPlaceLeavesTheLineAlone) {
+  MadeTree tree = Make({.entries = 3});
+  for (unsigned at = 510; at < 1024; ++at) layout::Store8(tree.image, at, at % 7);
+  WriteBytes("old.ISI", tree.image);
+  ASSERT_EQ(Run({"old", "-c"}).code, kOk);
+  EXPECT_EQ(scratch.Read("old.ISI").substr(496, 528), TextOf(tree.image).substr(496, 528));
+  for (std::size_t at = 496; at < 1024; ++at) layout::Store8(tree.image, at, 'x');
+  WriteBytes("old.ISI", tree.image);
+  ASSERT_EQ(Run({"old", "-c"}).code, kOk);
+  EXPECT_EQ(scratch.Read("old.ISI").substr(496, 528), std::string(528, 'x'));
+}
+
 // The list chain may hold sectors that are not full: they are copied as they are.
 TEST_F(Compaction, KeepsListSectorsThatAreNotFull) {
   MadeTree tree = Make({.entries = 5, .deleted = 300});
@@ -135,7 +148,8 @@ TEST_F(Compaction, KeepsListSectorsThatAreNotFull) {
   }
 }
 
-// A file that does not end on a sector border: what stands behind the last whole sector is nobody's.
+// A file that does not end on a sector border: what stands behind the last whole sector is
+// nobody's.
 TEST_F(Compaction, InPlaceOverAFileThatEndsInsideASector) {
   MadeTree tree = Make({.entries = 60, .deleted = 130, .freedSectors = 2});
   tree.image.insert(tree.image.end(), 100, std::byte{0x55});
@@ -154,9 +168,9 @@ TEST_F(Compaction, ManyTrainsGiveTheSameFile) {
   ASSERT_EQ(Run({"-m200", "old,new", "-c"}).code, kOk);
   ASSERT_EQ(Run({"-m2000", "old", "-c"}).code, kOk);
   for (const char* name : {"new", "old"}) {
-    const Report report = CompareImages(
-        ReadBytes(std::string(name) + ".ISI"),
-        ExpectedCompaction(tree, "data," + std::string(name) + " -1-4"));
+    const Report report =
+        CompareImages(ReadBytes(std::string(name) + ".ISI"),
+                      ExpectedCompaction(tree, "data," + std::string(name) + " -1-4"));
     EXPECT_TRUE(report.Ok()) << name << "\n" << report.Text();
   }
 }
@@ -179,9 +193,10 @@ TEST_F(Compaction, MemoryBelowThreeItems) {
   Make({.keyLength = 5, .entries = 3});
   const Outcome run = Run({"-m56", "old,new", "-c"});
   EXPECT_EQ(run.code, kNoMemory);
-  EXPECT_TRUE(run.text.starts_with("Max memory set to 56.\nCompacting old.ISI into new.ISI\n"
-                                   "Memory allocation failed.\n"
-                                   "WARNING!  INDEX failed writing to file tmp/dsort"))
+  EXPECT_TRUE(
+      run.text.starts_with("Max memory set to 56.\nCompacting old.ISI into new.ISI\n"
+                           "Memory allocation failed.\n"
+                           "WARNING!  INDEX failed writing to file tmp/dsort"))
       << run.text;
   EXPECT_EQ(FilesLeft(), (std::vector<std::string>{"data.TXT", "old.ISI"}));
   EXPECT_EQ(Run({"-m57", "old,new", "-c"}).code, kOk);
@@ -263,6 +278,24 @@ TEST_F(Compaction, OutputThatIsTheInputOrItsDataFile) {
     EXPECT_EQ(run.text, "The Output file name can not be same as Input name.\n");
     EXPECT_EQ(TextOf(ReadBytes("old.ISI")), TextOf(tree.image));
     EXPECT_EQ(scratch.Read("data.TXT"), "not looked at");
+  }
+}
+
+// What cannot be looked at may be anything of the user's.
+TEST_F(Compaction, OutputThatCannotBeLookedAt) {
+  const MadeTree tree = Make({.entries = 3});
+  ASSERT_EQ(::link("old.ISI", "hard.ISI"), 0);
+  ASSERT_EQ(::link("data.TXT", "data.ISI"), 0);
+  for (const char* names : {"old,hard", "old,data"}) {
+    for (int n = 1; n <= 12; ++n) {
+      const SystemCallsGuard guard;
+      calls.FailNth<&SystemCalls::stat>(n, EIO);
+      EXPECT_NE(Run({names, "-c"}).code, kOk);
+      calls.FailNth<&SystemCalls::fstat>(n, EIO);
+      EXPECT_NE(Run({names, "-c"}).code, kOk);
+      EXPECT_EQ(TextOf(ReadBytes("old.ISI")), TextOf(tree.image)) << n;
+      EXPECT_EQ(scratch.Read("data.TXT"), "not looked at") << n;
+    }
   }
 }
 

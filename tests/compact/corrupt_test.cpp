@@ -43,16 +43,32 @@ class Corrupt : public ProgramTest {
     const ::testing::ScopedTrace trace(__FILE__, __LINE__, what);
     WriteBytes("old.ISI", image);
     ::alarm(kSecondsForARun);
-    JudgeShow(image);
     JudgeCopy(image);
     JudgeInPlace(image);
-    JudgeRebuild();
+    // These two read no further than the header.
+    if (!SameHeader(image)) {
+      JudgeShow(image);
+      JudgeRebuild();
+    }
     ::alarm(0);
-    runs_ += 4;
+    lastHeader_.assign(image.begin(), image.begin() + HeaderBytes(image));
+  }
+
+  static std::ptrdiff_t HeaderBytes(const Image& image) {
+    return static_cast<std::ptrdiff_t>(std::min(image.size(), layout::kHeaderSize));
+  }
+  bool SameHeader(const Image& image) const {
+    return std::equal(image.begin(), image.begin() + HeaderBytes(image), lastHeader_.begin(),
+                      lastHeader_.end());
+  }
+
+  Outcome RunOnce(const std::vector<std::string>& arguments) {
+    ++runs_;
+    return Run(arguments);
   }
 
   void JudgeShow(const Image& image) {
-    const Outcome run = Run({"old", "-i"});
+    const Outcome run = RunOnce({"old", "-i"});
     EXPECT_TRUE(run.code == kOk || run.code == kNotAnIsi || run.code == kNoKeyInformation)
         << run.code;
     EXPECT_EQ(scratch.Read("old.ISI") == TextOf(image), true);
@@ -60,7 +76,7 @@ class Corrupt : public ProgramTest {
   }
 
   void JudgeCopy(const Image& image) {
-    const Outcome run = Run({"old,new", "-c"});
+    const Outcome run = RunOnce({"old,new", "-c"});
     EXPECT_EQ(scratch.Read("old.ISI") == TextOf(image), true);
     EXPECT_EQ(scratch.Exists("new.ISI"), run.code == kOk) << run.text;
     if (run.code != kOk) return;
@@ -76,7 +92,7 @@ class Corrupt : public ProgramTest {
 
   // What a copy refuses for its tree or its list, an in-place run refuses too, and changes nothing.
   void JudgeInPlace(const Image& image) {
-    const Outcome run = Run({"old", "-c=1"});
+    const Outcome run = RunOnce({"old", "-c=1"});
     if (run.code == kOk) {
       const auto found = PlainWalk(image);
       const auto compacted = PlainWalk(ReadBytes("old.ISI"));
@@ -93,7 +109,7 @@ class Corrupt : public ProgramTest {
 
   // A damaged line may name other files; the data file is never one of them.
   void JudgeRebuild() {
-    Run({"old", "-r"});
+    RunOnce({"old", "-r"});
     EXPECT_EQ(scratch.Read("data.TXT"), kData);
     for (const std::string& name : FilesLeft()) {
       EXPECT_FALSE(name.starts_with("tmp/")) << name;
@@ -104,14 +120,19 @@ class Corrupt : public ProgramTest {
   void ShowRuns() const { std::printf("%d runs, %d copies succeeded\n", runs_, copies_); }
 
   const std::string kData = "aaaa\nbbbb\ncccc\n";
+  Image lastHeader_;
   int runs_ = 0;
   int copies_ = 0;
 };
 
 // A header, a root, a list sector at 1536 and another, and some leaves: 8 sectors.
 MadeTree SmallTree(ByteOrder order, bool numbers) {
-  return MakeTree({.order = order, .recordNumbers = numbers, .keyLength = 40, .entries = 19,
-                   .deleted = 127, .commandLine = "data,old -1-4"});
+  return MakeTree({.order = order,
+                   .recordNumbers = numbers,
+                   .keyLength = 40,
+                   .entries = 19,
+                   .deleted = 127,
+                   .commandLine = "data,old -1-4"});
 }
 
 // The texts of the header differ from byte to byte by nothing that matters here: every 16th does.
@@ -159,7 +180,9 @@ TEST_F(Corrupt, CutOffAnywhere) {
 TEST_F(Corrupt, WholeSectors) {
   const MadeTree tree = MakeTree({.keyLength = 40, .entries = 60, .deleted = 300});
   const auto size = static_cast<std::uint32_t>(tree.image.size());
-  const auto sector = [](Image& image, std::size_t at) { return image.begin() + static_cast<std::ptrdiff_t>(at); };
+  const auto sector = [](Image& image, std::size_t at) {
+    return image.begin() + static_cast<std::ptrdiff_t>(at);
+  };
   for (std::uint32_t at = 1024; at < size; at += 512) {
     const auto name = "sector at " + std::to_string(at) + ": ";
     for (const std::byte fill : {std::byte{0}, std::byte{0xFF}}) {
@@ -184,7 +207,8 @@ TEST_F(Corrupt, WholeSectors) {
 
 TEST_F(Corrupt, CountsAndLengths) {
   const MadeTree tree = MakeTree({.keyLength = 40, .entries = 60, .deleted = 300});
-  for (const unsigned length : {0U, 1U, 39U, 41U, 149U, 150U, 151U, 488U, 489U, 500U, 32768U, 65535U}) {
+  for (const unsigned length :
+       {0U, 1U, 39U, 41U, 149U, 150U, 151U, 488U, 489U, 500U, 32768U, 65535U}) {
     for (const std::size_t field : {layout::kKeyLength, layout::kRecordLength}) {
       for (const unsigned numbers : {0U, 1U}) {
         Image image = tree.image;

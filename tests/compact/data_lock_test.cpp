@@ -187,13 +187,15 @@ TEST_F(LockedRun, DataFileMissing) {
     const std::string into = std::string(names) == "old" ? "old" : "new";
     const std::string start = "Compacting old.ISI into " + into + ".ISI\n";
     EXPECT_EQ(Run({names, "-c"}).text,
-              start + "Unable to open ISI data file: data.TXT\n"
-                      "Unable to execute ISI compact operation with locking!\n");
+              start +
+                  "Unable to open ISI data file: data.TXT\n"
+                  "Unable to execute ISI compact operation with locking!\n");
     EXPECT_EQ(Run({names, "-c=0"}).code, kLockingFailed);
     const Outcome alone = Run({names, "-c=1"});
     EXPECT_EQ(alone.code, kCompactFailed);
-    EXPECT_EQ(alone.text, start + "Unable to open ISI data file in exclusive mode: data.TXT\n"
-                                  "Unable to execute ISI compact operation!\n");
+    EXPECT_EQ(alone.text, start +
+                              "Unable to open ISI data file in exclusive mode: data.TXT\n"
+                              "Unable to execute ISI compact operation!\n");
     EXPECT_EQ(FilesLeft(), (std::vector<std::string>{"old.ISI"}));
   }
 }
@@ -210,15 +212,13 @@ TEST_F(LockedRun, DataFileHeldAlone) {
   const std::string line = "Unable to set share lock for ISI data file: data.TXT\n";
   ExpectRefused("-c", kLockingFailed, line);
   ExpectRefused("-c=0", kLockingFailed, line);
-  ExpectRefused("-c=1", kCompactFailed,
-                "Unable to exclusive lock for ISI data file: data.TXT\n");
+  ExpectRefused("-c=1", kCompactFailed, "Unable to exclusive lock for ISI data file: data.TXT\n");
 }
 
 TEST_F(LockedRun, DataFileRead) {
   const LockHolder reader(DataPath(), F_RDLCK, kFileLockByte, 1);
   ASSERT_TRUE(reader.Held());
-  ExpectRefused("-c=1", kCompactFailed,
-                "Unable to exclusive lock for ISI data file: data.TXT\n");
+  ExpectRefused("-c=1", kCompactFailed, "Unable to exclusive lock for ISI data file: data.TXT\n");
   EXPECT_EQ(Run({"old,new", "-c"}).code, kOk);
   EXPECT_EQ(Run({"old", "-c=0"}).code, kOk);
 }
@@ -324,7 +324,7 @@ class ChangedIsi : public LockedRun {
   // Puts `image` over the ISI at the moment when the file lock is taken.
   void ChangeUnderTheLock(const std::vector<std::byte>& image) {
     calls.Replace<&SystemCalls::lock>([this, image](int fd, int command, struct flock* request) {
-      WriteBytes("old.ISI", image);
+      scratch.Write("old.ISI", TextOf(image));  // the file that the run has open
       return calls.Original().lock(fd, command, request);
     });
   }

@@ -121,6 +121,7 @@ bool EndsAsItsCodeSays(const Outcome& run) {
       {kLockingFailed, {"Unable to execute ISI compact operation with locking!\n"}},
       {kCompactFailed, {"Unable to execute ISI compact operation!\n"}},
       {kWorkFileNotOpened, {"One of the temporary files could not be opened.\n"}},
+      {kOutputIsInput, {"The Output file name can not be same as Input name.\n"}},
       {kOutputNotCreated, {"Can't create output file new.ISI\n"}},
       {kSourceNotOpened, {"Unable to open input ISI file for compact: old.ISI\n\n"}},
       {kNoMemory,
@@ -170,10 +171,9 @@ class FaultSweep : public ProgramTest {
       run = Run(arguments);
       met = fault.calls(guard) >= n;
     }
-    const ::testing::ScopedTrace trace(
-        __FILE__, __LINE__,
-        fault.name + ", call " + std::to_string(n) + ", code " + std::to_string(run.code) + "\n" +
-            run.text);
+    const ::testing::ScopedTrace trace(__FILE__, __LINE__,
+                                       fault.name + ", call " + std::to_string(n) + ", code " +
+                                           std::to_string(run.code) + "\n" + run.text);
     EXPECT_TRUE(met || run.code == kOk);
     EXPECT_EQ(scratch.Read("data.TXT") == data_, true);
     judge(run, fault);
@@ -219,6 +219,8 @@ class FaultSweep : public ProgramTest {
   void JudgeCopy(const Outcome& run, const Fault& fault) const {
     ExpectWords(run);
     EXPECT_TRUE(Holds("old.ISI", old_));
+    // A name that cannot be looked at is taken for the input's.
+    EXPECT_TRUE(run.code != kOutputIsInput || Contains(fault.name, "stat"));
     if (run.code == kOk || run.code == kEndingFailed) {
       EXPECT_TRUE(Holds("new.ISI", new_));
       ExpectLeft({"data.TXT", "new.ISI", "old.ISI"}, fault);

@@ -62,7 +62,9 @@ class ProgramTest : public ::testing::Test {
   std::vector<std::byte> ReadBytes(const std::string& name) const {
     return BytesOf(scratch.Read(name));
   }
+  // Always a new file: emptying one and writing it again makes file systems wait for the disk.
   void WriteBytes(const std::string& name, const std::vector<std::byte>& bytes) const {
+    ::unlink(scratch.Path(name).c_str());
     scratch.Write(name, TextOf(bytes));
   }
   // The files in the scratch directory, with the work files; the folder itself is not one.

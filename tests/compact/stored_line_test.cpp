@@ -102,10 +102,8 @@ TEST_F(StoredLineRun, RefusedBeforeAnythingIsWritten) {
   const std::string longLine = "data,o -p11=" + std::string(515, 'x');
   const std::pair<std::string, std::pair<Result, std::string>> cases[] = {
       {"data,old",
-       {kBadStoredLine,
-        "Invalid input ISI command line format found in file named:  old.ISI.\n"}},
-      {longLine,
-       {kNewLineTooLong, "New compact command line too long to store in ISI header!\n"}},
+       {kBadStoredLine, "Invalid input ISI command line format found in file named:  old.ISI.\n"}},
+      {longLine, {kNewLineTooLong, "New compact command line too long to store in ISI header!\n"}},
   };
   for (const auto& [stored, expected] : cases) {
     Make(stored);

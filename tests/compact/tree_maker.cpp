@@ -133,7 +133,8 @@ class Shaper {
     std::vector<int> below = nodes_[number].children;
     below.push_back(nodes_[number].lastChild);
     for (const int child : below) {
-      if (child != kNothing) level = std::max(level, SetLevels(static_cast<std::size_t>(child)) + 1);
+      if (child != kNothing)
+        level = std::max(level, SetLevels(static_cast<std::size_t>(child)) + 1);
     }
     return nodes_[number].level = level;
   }
@@ -410,7 +411,8 @@ void PlaceList(const MadeTree& tree, bool numbered, std::vector<std::byte>& out)
     const std::size_t target = kOpenListSector + i;
     std::copy_n(tree.image.begin() + at(sources[i]), kSectorSize, out.begin() + at(target));
     if (tree.listSectors.empty()) return;
-    const auto next = static_cast<std::uint32_t>(numbered ? target + 1 : (target + 1) * kSectorSize);
+    const auto next =
+        static_cast<std::uint32_t>(numbered ? target + 1 : (target + 1) * kSectorSize);
     Store32(out, target * kSectorSize + kPrevListSector,
             i + 1 == sources.size() ? kNoAddress : next, tree.plan.order);
   }
@@ -440,18 +442,39 @@ std::vector<TreePlan> AllPlans() {
       {.name = "OneEntry", .keyLength = 1, .entries = 1},
       {.name = "OneLeaf", .entries = 31, .deleted = 126},
       {.name = "Full", .entries = 700, .deleted = 127},
-      {.name = "HalfEmpty", .entries = 900, .entriesPerNode = 15, .deleted = 400,
-       .freedSectors = 20, .spinCounter = 1},
+      {.name = "HalfEmpty",
+       .entries = 900,
+       .entriesPerNode = 15,
+       .deleted = 400,
+       .freedSectors = 20,
+       .spinCounter = 1},
       {.name = "OnePerNode", .keyLength = 150, .entries = 127, .entriesPerNode = 1},
-      {.name = "Uneven", .shape = Shape::kUneven, .keyLength = 7, .entries = 1500, .deleted = 253,
-       .freedSectors = 9, .headAt1536 = false, .spinCounter = 77},
-      {.name = "UnevenWithoutList", .shape = Shape::kUneven, .keyLength = 2, .entries = 800,
-       .freedSectors = 5, .headAt1536 = false, .fileFlags = 0xC0},
+      {.name = "Uneven",
+       .shape = Shape::kUneven,
+       .keyLength = 7,
+       .entries = 1500,
+       .deleted = 253,
+       .freedSectors = 9,
+       .headAt1536 = false,
+       .spinCounter = 77},
+      {.name = "UnevenWithoutList",
+       .shape = Shape::kUneven,
+       .keyLength = 2,
+       .entries = 800,
+       .freedSectors = 5,
+       .headAt1536 = false,
+       .fileFlags = 0xC0},
       {.name = "RightSkew", .shape = Shape::kRightSkew, .entries = 79, .deleted = 1},
       {.name = "LeftSkew", .shape = Shape::kLeftSkew, .keyLength = 20, .entries = 63},
-      {.name = "EmptyNodes", .shape = Shape::kEmptyNodes, .entries = 600, .deleted = 252,
+      {.name = "EmptyNodes",
+       .shape = Shape::kEmptyNodes,
+       .entries = 600,
+       .deleted = 252,
        .freedSectors = 3},
-      {.name = "Irregular", .shape = Shape::kUneven, .entries = 300, .deleted = 130,
+      {.name = "Irregular",
+       .shape = Shape::kUneven,
+       .entries = 300,
+       .deleted = 130,
        .fileFlags = 0xA0},
       {.name = "IrregularWithoutList", .entries = 40, .fileFlags = 0xA0},
       {.name = "Variable", .entries = 100, .deleted = 2, .fileFlags = 0xA2},

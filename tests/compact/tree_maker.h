@@ -49,9 +49,9 @@ struct TreePlan {
 struct MadeTree {
   TreePlan plan;
   std::vector<std::byte> image;
-  std::vector<ModelEntry> walk;        // as they stand in the tree, in its order
-  std::vector<ModelEntry> compacted;   // duplicates by address, their numbers anew
-  std::vector<std::uint32_t> deleted;  // in file order
+  std::vector<ModelEntry> walk;          // as they stand in the tree, in its order
+  std::vector<ModelEntry> compacted;     // duplicates by address, their numbers anew
+  std::vector<std::uint32_t> deleted;    // in file order
   std::vector<std::size_t> listSectors;  // head first
   unsigned depth = 0;                    // nodes on the longest way from the root
 };

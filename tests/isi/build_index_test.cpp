@@ -116,6 +116,17 @@ TEST_F(BuildIndexTest, RefusesAnEmptyFileWithoutARecordLength) {
   EXPECT_EQ(File().substr(0, 4), std::string(4, '\0'));
 }
 
+TEST_F(BuildIndexTest, AsksForARecordLengthOnlyWhenNoRecordWasRead) {
+  run.data.recordLength = 0;
+  source = [](RunContext& context) {
+    context.scan.recordCount = 1;
+    return kOk;
+  };
+  EXPECT_EQ(Build(), kOk);
+  EXPECT_EQ(File().substr(8, 2), std::string(2, '\0'));
+  EXPECT_EQ(console.Text(), "");
+}
+
 TEST_F(BuildIndexTest, TellsThatTheSectorsWereRefused) {
   calls.FailFrom<&SystemCalls::allocate>(1, ENOMEM);
   EXPECT_EQ(Build(), -9);

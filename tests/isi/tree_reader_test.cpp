@@ -262,6 +262,8 @@ TEST(TreeReader, WhatNoTreeHoldsEndsTheWalk) {
       {"child past the end", [](Image& i) { layout::Store32(i, 1028, 4096, kLittle); }},
       {"child far past the end", [](Image& i) { layout::Store32(i, 1028, 0xFFFFFE00, kLittle); }},
       {"last child past the end", [](Image& i) { layout::Store32(i, 1532, 4096, kLittle); }},
+      {"two entries with one child", [](Image& i) { layout::Store32(i, 1028, 2560, kLittle); }},
+      {"last child is a child too", [](Image& i) { layout::Store32(i, 1532, 2048, kLittle); }},
       {"child is the root", [](Image& i) { layout::Store32(i, 1028, 1024, kLittle); }},
       {"last child is the node", [](Image& i) { layout::Store32(i, 3072 + 508, 3072, kLittle); }},
       {"leaf points upwards",

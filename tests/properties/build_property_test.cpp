@@ -29,6 +29,8 @@ struct Format {
   RecordFormat format;
 };
 
+void PrintTo(const Format& format, std::ostream* out) { *out << format.name; }
+
 constexpr Format kFormats[] = {
     {"FixedText", RecordFormat::kFixedText},
     {"VariableText", RecordFormat::kVariableText},

@@ -33,6 +33,8 @@ struct Run {
   char method;
 };
 
+void PrintTo(const Run& run, std::ostream* out) { *out << run.memory << " -" << run.method; }
+
 class LargeBuild : public ::testing::TestWithParam<Run> {};
 
 TEST_P(LargeBuild, IsWhatTheCheckerMakesOfTheData) {

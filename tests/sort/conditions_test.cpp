@@ -292,6 +292,12 @@ TEST_F(ConditionsTest, AFalseAndGroupGoesOnAtTheNextOr) {
   EXPECT_EQ(Selected("yynnn\nynynn\nnnyyn\nynnyy\nnynyn\n"), (Places{0, 12, 18}));
 }
 
+TEST_F(ConditionsTest, AFalseTermPassesOverEveryAndBehindIt) {
+  // (1 & 2 & 3 & 4) | 5
+  ASSERT_EQ(AddConditionText("=1='y'&2='y'&3='y'&4='y'|5='y'"), kOk);
+  EXPECT_EQ(Selected("nyyyy\nnnnny\nnyyyn\nynyyy\nyyyyn\n"), (Places{0, 6, 18, 24}));
+}
+
 TEST_F(ConditionsTest, NotEqualSelectsWhatTheWholeIsFalseFor) {
   ASSERT_EQ(AddConditionText("#1='A'|2='B'"), kOk);
   EXPECT_EQ(Selected("Ax\nxB\nxx\nAB\n\n"), (Places{6, 12}));

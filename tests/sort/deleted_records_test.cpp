@@ -153,14 +153,14 @@ TEST_F(SkipDeletedRecordsTest, GoesBackToABinaryRecordInTheBlockBefore) {
   for (int i = 0; i < 655; ++i) data += std::string(100, 'r');
   // 65500: NULs up to 65560, then the record's own bytes; the block ends at 65536.
   data += Nuls(60) + std::string(40, 'x') + std::string(100, 'y');
-  UseKey(60, 61, 2000);
-  StartTree(run, 2, entry::Size(2));
+  UseKey(25, 61, 2000);  // on both sides of the block's end
+  StartTree(run, 37, entry::Size(37));
   OpenData(data);
   EXPECT_EQ(CreateSubList(run), kInputExhausted);
   const Items items = AreaItems();
   ASSERT_EQ(items.size(), 657U);
-  EXPECT_EQ(items[655], (Item{65500, 100, std::string("\0x", 2)}));
-  EXPECT_EQ(items[656], (Item{65600, 100, "yy"}));
+  EXPECT_EQ(items[655], (Item{65500, 100, Nuls(36) + "x"}));
+  EXPECT_EQ(items[656], (Item{65600, 100, std::string(37, 'y')}));
   EXPECT_EQ(run.scan.deletedCount, 0U);
 }
 

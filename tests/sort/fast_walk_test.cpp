@@ -27,6 +27,8 @@ struct Shape {
   bool variable;
 };
 
+void PrintTo(const Shape& shape, std::ostream* out) { *out << shape.name; }
+
 class FastWalkTest : public SortTest, public ::testing::WithParamInterface<Shape> {
  protected:
   std::string RandomData(unsigned seed) {

@@ -145,6 +145,10 @@ struct Grid {
   int passes;
 };
 
+void PrintTo(const Grid& grid, std::ostream* out) {
+  *out << grid.trains << " trains of " << grid.length;
+}
+
 class MergeGrid : public MergeTest, public ::testing::WithParamInterface<Grid> {};
 
 TEST_P(MergeGrid, DeliversTheSameByLookingAtEveryHead) {

@@ -68,6 +68,11 @@ TEST_F(RecordReaderTest, NextReadsBehindTheBlockWithoutMovingThePosition) {
   EXPECT_EQ(run.scan.scanPtr[2], 'd');
 }
 
+TEST_F(RecordReaderTest, NextReadsBehindTheBlockUpToTheLastByteOfTheData) {
+  StandAt(std::string(65533, 'a') + "bcdefgh", 65533);
+  EXPECT_EQ(Read(0), "bcdefgh$");
+}
+
 TEST_F(RecordReaderTest, NextFindsAMarkThatStraddlesBlocks) {
   UseEor("\r\n");
   StandAt(std::string(65533, 'a') + "bc\r\nij", 65533);
