@@ -189,7 +189,7 @@ Result Merge::CountDelivered() {
   if (--run_.sort.mergeCountdown != 0) return kOk;
   run_.sort.mergeCountdown = kMergeCountdownStart;
   run_.scan.recordCount += kMergeCountdownStart;
-  if (!run_.options.showRecordProgress || !run_.console.progressOn) return kOk;
+  if (!run_.options.showRecordProgress) return kOk;
   const std::time_t now = MonotonicSeconds();
   if (now - lastProgress_ <= kProgressInterval) return kOk;
   lastProgress_ = now;

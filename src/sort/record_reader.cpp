@@ -49,7 +49,9 @@ void RecordReader::ReadBehindBlock() {
   spilled_ = true;
   std::int64_t count = ReadAt(run_.files.inputFd, run_.scan.bufferFilePos, spill_);
   const bool atEnd = count < static_cast<std::int64_t>(kSpillSize);
-  if (count > 0 && atEnd && !run_.options.binaryRecords && spill_[count - 1] == kCtrlZ) --count;
+  if (count > 0 && atEnd && !run_.options.binaryRecords &&
+      spill_[static_cast<std::size_t>(count) - 1] == kCtrlZ)
+    --count;
   spillCount_ = static_cast<std::uint32_t>(std::max<std::int64_t>(count, 0));
 }
 

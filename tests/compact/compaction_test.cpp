@@ -2,8 +2,10 @@
 // the format gives, byte for byte.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <fstream>
+#include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -252,7 +254,6 @@ TEST_F(Compaction, WithoutAStoredLine) {
 }
 
 TEST_F(Compaction, DataFileAlongTheSearchPath) {
-  scratch.Write("dir/none", "");
   scratch.MakeDirectory("dir");
   scratch.Write("dir/far.TXT", "x");
   Make({.entries = 3, .dataFileName = "far.TXT"});
@@ -297,6 +298,82 @@ TEST_F(Compaction, OutputThatCannotBeLookedAt) {
       EXPECT_EQ(scratch.Read("data.TXT"), "not looked at") << n;
     }
   }
+}
+
+// What the run did to the disk, in its order: "write old.ISI", "sync old.ISI.bak", "sync .", ...
+class DiskLog {
+ public:
+  explicit DiskLog(SystemCallsGuard& calls) {
+    const SystemCalls original = calls.Original();
+    calls.Replace<&SystemCalls::write>([=, this](int fd, const void* bytes, std::size_t count) {
+      Add("write ", fd);
+      return original.write(fd, bytes, count);
+    });
+    calls.Replace<&SystemCalls::ftruncate>([=, this](int fd, off_t size) {
+      Add("cut ", fd);
+      return original.ftruncate(fd, size);
+    });
+    calls.Replace<&SystemCalls::fsync>([=, this](int fd) {
+      Add("sync ", fd);
+      return original.fsync(fd);
+    });
+    calls.Replace<&SystemCalls::unlink>([=, this](const char* path) {
+      steps_.push_back(std::string("remove ") + path);
+      return original.unlink(path);
+    });
+  }
+
+  std::ptrdiff_t First(const std::string& step) const {
+    return std::find(steps_.begin(), steps_.end(), step) - steps_.begin();
+  }
+  std::ptrdiff_t Last(const std::string& step) const {
+    return steps_.rend() - std::find(steps_.rbegin(), steps_.rend(), step) - 1;
+  }
+  bool Has(const std::string& step) const { return First(step) < std::ssize(steps_); }
+
+ private:
+  void Add(const char* call, int fd) {
+    const std::string link = "/proc/self/fd/" + std::to_string(fd);
+    const std::filesystem::path path = std::filesystem::read_symlink(link);
+    steps_.push_back(call + (std::filesystem::is_directory(path) ? "." : path.filename().string()));
+  }
+
+  std::vector<std::string> steps_;
+};
+
+TEST_F(Compaction, BackupIsOnDiskBeforeTheIsiChanges) {
+  Make({.entries = 100, .deleted = 130});
+  const DiskLog log(calls);
+  ASSERT_EQ(Run({"old", "-c"}).code, kOk);
+  ASSERT_TRUE(log.Has("sync old.ISI.bak") && log.Has("sync ."));
+  EXPECT_LT(log.Last("write old.ISI.bak"), log.First("sync old.ISI.bak"));
+  for (const char* change : {"write old.ISI", "cut old.ISI"}) {
+    ASSERT_TRUE(log.Has(change));
+    EXPECT_LT(log.First("sync old.ISI.bak"), log.First(change)) << change;
+    EXPECT_LT(log.First("sync ."), log.First(change)) << change;
+  }
+}
+
+TEST_F(Compaction, IsiIsOnDiskBeforeTheBackupGoes) {
+  Make({.entries = 100, .deleted = 130});
+  const DiskLog log(calls);
+  ASSERT_EQ(Run({"old", "-c"}).code, kOk);
+  ASSERT_TRUE(log.Has("sync old.ISI"));
+  EXPECT_LT(log.Last("write old.ISI"), log.Last("sync old.ISI"));
+  EXPECT_LT(log.Last("cut old.ISI"), log.Last("sync old.ISI"));
+  EXPECT_LT(log.Last("sync old.ISI"), log.First("remove old.ISI.bak"));
+}
+
+TEST_F(Compaction, RestoredIsiIsOnDiskBeforeTheBackupGoes) {
+  Make({.entries = 100, .deleted = 130});
+  const DiskLog log(calls);
+  // The merge finds no memory when the ISI has been begun.
+  const auto allocate = calls.Original().allocate;
+  calls.Replace<&SystemCalls::allocate>(
+      [&](std::size_t size) -> void* { return log.Has("cut old.ISI") ? nullptr : allocate(size); });
+  ASSERT_EQ(Run({"old", "-c"}).code, kIsiWriteFailed);
+  EXPECT_LT(log.Last("write old.ISI"), log.Last("sync old.ISI"));
+  EXPECT_LT(log.Last("sync old.ISI"), log.First("remove old.ISI.bak"));
 }
 
 TEST_F(Compaction, LeavesNoDescriptorOpen) {

@@ -113,6 +113,12 @@ class Killed : public ProgramTest {
     if (WIFSIGNALED(status)) return {true, WTERMSIG(status), console.Text()};
     return {false, WEXITSTATUS(status), console.Text()};
   }
+  // The run has got so far that this was printed; gives up after ten seconds.
+  static void WaitForText(const ConsoleCapture& console, const std::string& text) {
+    for (int i = 0; i < 1000 && console.Text().find(text) == std::string::npos; ++i) {
+      ::usleep(10000);
+    }
+  }
   Ended RunWith(const SignalAtCall& signal, const std::vector<std::string>& arguments) {
     PutFiles();
     plan = signal;
@@ -194,6 +200,7 @@ TEST_F(Killed, WaitForTheRangeLockCanBeInterrupted) {
     plan = {};
     const ConsoleCapture console;
     const pid_t child = Start({names, "-c"}, console);
+    WaitForText(console, "Compacting");
     ::usleep(200000);
     ASSERT_EQ(::waitpid(child, nullptr, WNOHANG), 0) << "the run did not wait: " << console.Text();
     ::kill(child, SIGINT);

@@ -5,7 +5,11 @@
 #define TESTS_COMPACT_PROGRAM_TEST_H_
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -76,7 +80,6 @@ class ProgramTest : public ::testing::Test {
     std::sort(names.begin(), names.end());
     return names;
   }
-  bool IsOpen(int fd) const { return ::fcntl(fd, F_GETFD) >= 0; }
 
   EnvironmentGuard environment;
   ScratchDirectory scratch;
