@@ -52,6 +52,11 @@ Result WriteRest(RunContext& run, std::uint32_t items) {
   return result;
 }
 
+Result RefuseMemory(RunContext& run) {
+  ShowMessage(run, "Memory allocation failed.\n");
+  return kNoMemory;
+}
+
 }  // namespace
 
 Result WriteOldEntries(RunContext& run, TreeReader& reader) {
@@ -64,7 +69,7 @@ Result WriteOldEntries(RunContext& run, TreeReader& reader) {
       if (const Result result = CompleteTrain(run); result != kOk) return result;
       continue;
     }
-    if (status == WalkStatus::kNoMarks) return kNoMemory;
+    if (status == WalkStatus::kNoMarks) return RefuseMemory(run);
     if (status != WalkStatus::kEnd) return kNotAnIsi;
     if (const Result result = WriteRest(run, items); result != kOk) return result;
     break;

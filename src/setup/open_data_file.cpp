@@ -236,6 +236,8 @@ bool IsIndexedFile(const RunContext& run, const char* path) {
 Result CheckIndexName(RunContext& run) {
   const FileState& files = run.files;
   const char* path = files.outputFileName.CStr();
+  struct stat status;
+  if (LookAt(path, status) == PathState::kUnknown) return RefuseOutput(run);
   const int data[] = {files.inputFd};
   if (IsOneOf(path, data) || IsIndexedFile(run, path)) return RefuseOutputIsInput(run);
   const int others[] = {files.workFd1, files.workFd2, LogFd(run)};

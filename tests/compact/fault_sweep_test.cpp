@@ -153,12 +153,18 @@ class FaultSweep : public ProgramTest {
 
   // Runs with every fault at every place; `judge` looks at what each run left.
   void Sweep(const std::vector<std::string>& arguments, const Judge& judge) {
-    int points = 0;
+    std::map<std::string, int> points;
+    int all = 0;
     for (const Fault& fault : AllFaults()) {
-      for (int n = 1; RunWithFault(arguments, fault, n, judge); ++n) ++points;
+      for (int n = 1; RunWithFault(arguments, fault, n, judge); ++n) {
+        ++points[fault.name.substr(0, fault.name.find(' '))];
+        ++all;
+      }
       if (HasFailure()) return;
     }
-    std::printf("%d fault points\n", points);
+    std::printf("%d fault points:", all);
+    for (const auto& [call, count] : points) std::printf(" %s %d", call.c_str(), count);
+    std::printf("\n");
   }
 
   // False when the run was over before the Nth call.

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <ostream>
 #include <span>
 #include <string>
 #include <vector>
@@ -45,6 +46,9 @@ struct TreePlan {
   std::string commandLine = "data,old -1-4";
   unsigned seed = 1;
 };
+
+// How a failed assertion shows a plan.
+inline void PrintTo(const TreePlan& plan, std::ostream* out) { *out << plan.name; }
 
 struct MadeTree {
   TreePlan plan;
