@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 
 #include "sort/tab_stop.h"
 
@@ -71,14 +72,28 @@ bool CountColumns(const RunContext& run, std::uint32_t length, Columns& columns)
 }
 
 // Columns behind the record's end are blanks.
+void CopyPaddedRun(const KeyRun& run, const std::uint8_t* record, std::uint32_t length,
+                   std::uint8_t* key) {
+  const std::uint32_t there = length > run.recordPos ? length - run.recordPos : 0;
+  const std::uint32_t copied = std::min<std::uint32_t>(run.length, there);
+  std::memset(key + run.keyPos, ' ', run.length);
+  if (copied > 0) std::memcpy(key + run.keyPos, record + run.recordPos, copied);
+}
+
 void CopyKey(const KeyState& keys, const std::uint8_t* record, std::uint32_t length,
              std::uint8_t* key) {
-  for (std::uint32_t i = 0; i < keys.keyRunCount; ++i) {
-    const KeyRun& run = keys.keyRuns[i];
-    const std::uint32_t there = length > run.recordPos ? length - run.recordPos : 0;
-    const std::uint32_t copied = std::min<std::uint32_t>(run.length, there);
-    std::memcpy(key + run.keyPos, record + (copied > 0 ? run.recordPos : 0), copied);
-    if (copied < run.length) std::memset(key + run.keyPos + copied, ' ', run.length - copied);
+  const std::span<const KeyRun> runs{keys.keyRuns.data(), keys.keyRunCount};
+  if (length < keys.keyEnd) {
+    for (const KeyRun& run : runs) CopyPaddedRun(run, record, length, key);
+    return;
+  }
+  for (const KeyRun& run : runs) {
+    // Keys of many single columns are common, and a call for each byte costs more than the byte.
+    if (run.length == 1) {
+      key[run.keyPos] = record[run.recordPos];
+    } else {
+      std::memcpy(key + run.keyPos, record + run.recordPos, run.length);
+    }
   }
 }
 
