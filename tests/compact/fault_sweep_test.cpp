@@ -1,7 +1,7 @@
-// Every call to the system that a compaction or a rebuild makes fails once: one run for each call,
-// until a run meets no fault any more. Whatever fails, the index is the old one over its old
-// length, or the complete new one, or (only when the restore failed too) empty; nothing else is
-// left behind, and the last line tells what happened.
+// Every call to the system that a run makes (a build, a rebuild, a display, both compactions) fails
+// once: one run for each call, until a run meets no fault any more. Whatever fails, the index is
+// the old one over its old length, or the complete new one, or (only when the restore failed too)
+// empty; nothing else is left behind, and the last line tells what happened.
 
 #include <gtest/gtest.h>
 
@@ -307,6 +307,75 @@ TEST_F(FaultSweep, Rebuild) {
   new_ = BuiltFrom(data_);
   Sweep({"-m600", "old", "-r"},
         [this](const auto& run, const auto& fault) { JudgeRebuild(run, fault); });
+}
+
+TEST_F(FaultSweep, Build) {
+  data_ = Records(300);
+  old_ = BuiltFrom(Records(100));
+  new_ = BuiltFrom(data_);
+  Sweep({"-m600", "data,old", "-1-5"},
+        [this](const auto& run, const auto& fault) { JudgeRebuild(run, fault); });
+}
+
+// Trains of one record, merged two at a time: five passes.
+TEST_F(FaultSweep, BuildInManyPasses) {
+  data_ = Records(32);
+  old_ = BuiltFrom(Records(10));
+  new_ = BuiltFrom(data_);
+  Sweep({"-m57", "data,old", "-1-5"},
+        [this](const auto& run, const auto& fault) { JudgeRebuild(run, fault); });
+}
+
+// Three sectors of deleted records, two of them written during the scan.
+TEST_F(FaultSweep, BuildWithDeletedRecords) {
+  data_ = std::string(6 * 300, '\0') + Records(100);
+  old_ = BuiltFrom(Records(10));
+  new_ = BuiltFrom(data_);
+  Sweep({"data,old", "-1-5"},
+        [this](const auto& run, const auto& fault) { JudgeRebuild(run, fault); });
+}
+
+// A log takes the messages: the console shows nothing, and what is left besides is the log.
+TEST_F(FaultSweep, BuildWithALog) {
+  data_ = Records(50);
+  old_ = BuiltFrom(Records(10));
+  new_ = BuiltFrom(data_);
+  Sweep({"-lrun.log", "data,old", "-1-5"}, [this](Outcome run, const auto& fault) {
+    if (scratch.Exists("run.log")) run.text = scratch.Read("run.log");
+    std::filesystem::remove(scratch.Path("run.log"));
+    JudgeRebuild(run, fault);
+  });
+}
+
+TEST_F(FaultSweep, BuildWithAnErrorFile) {
+  data_ = "aaaaa\nbbbbb\naaaaa\nbbbbb\naaaaa\n";
+  old_ = BuiltFrom(Records(10));
+  BuildRequest request;
+  request.keys = {{1, 5}};
+  const HeaderRequest header = {"data.TXT", "data,old -e,1-5", 0, ByteOrder::kLittle};
+  new_ = ExpectedIsi(BuildModel(BytesOf(data_), request), request, header);
+  const std::string lines =
+      "Duplicate Key at:               C Key:aaaaa \r\n"
+      "Duplicate Key at:              18 Key:aaaaa \r\n"
+      "Duplicate Key at:              12 Key:bbbbb \r\n";
+  Sweep({"data,old", "-e,1-5"}, [&](const auto& run, const auto& fault) {
+    // The lines are all there, or the run failed: an error file that is cut is never a success.
+    const bool complete = scratch.Exists("old.ERR") && scratch.Read("old.ERR") == lines;
+    EXPECT_TRUE(complete || run.code != kOk);
+    std::filesystem::remove(scratch.Path("old.ERR"));
+    JudgeRebuild(run, fault);
+  });
+}
+
+TEST_F(FaultSweep, Display) {
+  data_ = Records(10);
+  old_ = BuiltFrom(data_);
+  Sweep({"old", "-i"}, [this](const auto& run, const auto& fault) {
+    EXPECT_TRUE(run.text.ends_with("\n"));
+    EXPECT_TRUE(Holds("old.ISI", old_));
+    EXPECT_TRUE(run.code != kOk || Contains(run.text, "\ntavindex data,old -1-5\n"));
+    ExpectLeft({"data.TXT", "old.ISI"}, fault);
+  });
 }
 
 }  // namespace
