@@ -19,7 +19,7 @@ CancelPoll cancelPoll = NeverCancelled;
 
 bool ShowMessage(RunContext& run, const char* text) {
   if (run.console.consoleStream != nullptr) {
-    std::fprintf(run.console.consoleStream, "%s", text);
+    std::fputs(text, run.console.consoleStream);
     std::fflush(run.console.consoleStream);
   }
   return cancelPoll();

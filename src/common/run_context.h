@@ -155,6 +155,7 @@ struct KeyState {
   std::uint32_t keyLength = 0;                      // bytes
   std::array<KeyRun, kMaxKeyMapEntries> keyRuns{};  // the same map as runs of columns
   std::uint32_t keyRunCount = 0;
+  std::array<std::uint16_t, kMaxKeyMapEntries> keyColumns{};  // column of each key byte, from 0
   std::uint32_t keyEnd = 0;  // behind the highest column of the map, from 0
   bool keyIsPlain = false;   // the runs are the whole truth: no condition, no transformation
   std::array<KeyTableEntry, kMaxKeys> keyTable{};

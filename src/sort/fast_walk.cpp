@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kTab = 9;
 constexpr std::uint32_t kNotHere = UINT32_MAX;
+constexpr std::size_t kShortRun = 4;  // bytes
 
 // The length of the text record at scanPtr, or kNotHere when its mark is not in the buffer.
 std::uint32_t TextLength(const RunContext& run) {
@@ -61,7 +62,10 @@ bool CountColumns(const RunContext& run, std::uint32_t length, Columns& columns)
   const std::uint8_t* tab = FindTab(from, end);
   if (tab == nullptr) return true;
   if (tab - from < run.keys.keyEnd) return false;
-  columns = {.count = 0, .tabs = true};
+  // Once the record length is known nobody asks how many columns a record has.
+  columns = {.count = length, .tabs = true};
+  if (run.data.recordLength != 0 && !run.scan.checkLongRecords) return true;
+  columns.count = 0;
   for (; tab != nullptr; tab = FindTab(from, end)) {
     columns.count += static_cast<std::uint32_t>(tab - from);
     columns.count += SpacesToTabStop(columns.count);
@@ -87,13 +91,13 @@ void CopyKey(const KeyState& keys, const std::uint8_t* record, std::uint32_t len
     for (const KeyRun& run : runs) CopyPaddedRun(run, record, length, key);
     return;
   }
+  // A call for each run costs more than the bytes of short ones.
+  if (runs.size() * kShortRun > keys.keyLength) {
+    for (std::uint32_t i = 0; i < keys.keyLength; ++i) key[i] = record[keys.keyColumns[i]];
+    return;
+  }
   for (const KeyRun& run : runs) {
-    // Keys of many single columns are common, and a call for each byte costs more than the byte.
-    if (run.length == 1) {
-      key[run.keyPos] = record[run.recordPos];
-    } else {
-      std::memcpy(key + run.keyPos, record + run.recordPos, run.length);
-    }
+    std::memcpy(key + run.keyPos, record + run.recordPos, run.length);
   }
 }
 

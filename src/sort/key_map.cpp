@@ -98,6 +98,7 @@ void CollectKeyRuns(KeyState& keys) {
   keys.keyEnd = keys.keyMapCount == 0 ? 0 : Entries(keys).back().recordPos + 1U;
   for (const KeyMapEntry& entry : Entries(keys)) {
     if (entry.flags != kKeyByte) keys.keyIsPlain = false;
+    if ((entry.flags & kKeyByte) != 0) keys.keyColumns[entry.keyPos] = entry.recordPos;
     if (keys.keyRunCount > 0 && ContinuesRun(keys.keyRuns[keys.keyRunCount - 1], entry)) {
       ++keys.keyRuns[keys.keyRunCount - 1].length;
     } else if (keys.keyRunCount < keys.keyRuns.size()) {
