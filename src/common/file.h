@@ -12,6 +12,7 @@
 namespace tavindex {
 
 inline constexpr int kNoFile = -1;
+inline constexpr mode_t kReadWriteAll = 0666;  // of every file created, before the umask
 
 // Opens with close-on-exec set. Returns the descriptor or kNoFile.
 int OpenFile(const char* path, int flags, mode_t mode = 0);

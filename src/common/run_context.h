@@ -147,6 +147,8 @@ struct OptionState {
   char primaryOption = '\0';  // 'p' simple conditions, 'P' the compound form
   std::uint32_t fillPercent = 100;
   std::uint8_t osType = 0;  // bits of the header's addrFlags
+
+  bool CompactRun() const { return compactFlags != 0; }
 };
 
 struct KeyState {

@@ -36,23 +36,15 @@ CopyStatus CopyFile(RunContext& run, int from, int to) {
   return CopyStatus::kDone;
 }
 
-Result FailBackup(RunContext& run, const char* text, const PathText& name) {
-  const PathText shown = name;
+// Removes the backup, tells what was wrong with which file, and gives the code.
+Result Fail(RunContext& run, Result code, const char* text, const PathText& name) {
   RemoveBackup(run);
-  ShowFormatted(run, "%s%s\n", text, shown.CStr());
-  return kInPlaceFailed;
-}
-
-Result FailRestore(RunContext& run, const char* text, const PathText& name) {
-  const PathText shown = name;
-  RemoveBackup(run);
-  ShowFormatted(run, "%s%s\n", text, shown.CStr());
-  return kRestoreFailed;
+  ShowFormatted(run, "%s%s\n", text, name.CStr());
+  return code;
 }
 
 // A backup left by an interrupted run is the good copy of that ISI, so only a new file will do.
 bool CreateBackup(RunContext& run) {
-  constexpr mode_t kReadWriteAll = 0666;
   CompactState& compact = run.compact;
   compact.backupName = run.files.dataFileName;
   if (!compact.backupName.Append(".bak")) return false;
@@ -80,7 +72,7 @@ bool SyncDirectoryOf(const PathText& path) {
 Result BackupIsi(RunContext& run) {
   CompactState& compact = run.compact;
   if (!CreateBackup(run)) {
-    return FailBackup(run, "Unable to create backup file: ", compact.backupName);
+    return Fail(run, kInPlaceFailed, "Unable to create backup file: ", compact.backupName);
   }
   if (!compact.copyBuffer.Allocate(kCopySize)) {
     RemoveBackup(run);
@@ -89,12 +81,12 @@ Result BackupIsi(RunContext& run) {
   }
   const CopyStatus copied = CopyFile(run, run.files.inputFd, compact.backupFd);
   if (copied == CopyStatus::kReadFailed) {
-    return FailBackup(run, "Error reading the ISI file: ", run.files.dataFileName);
+    return Fail(run, kInPlaceFailed, "Error reading the ISI file: ", run.files.dataFileName);
   }
   const bool onDisk = copied == CopyStatus::kDone && SyncFile(compact.backupFd) &&
                       SyncDirectoryOf(compact.backupName);
   if (!onDisk) {
-    return FailBackup(run, "Error writing the ISI backup file: ", compact.backupName);
+    return Fail(run, kInPlaceFailed, "Error writing the ISI backup file: ", compact.backupName);
   }
   run.options.compactFlags |= kBackupMade;
   return kOk;
@@ -105,10 +97,11 @@ Result RestoreIsi(RunContext& run) {
   if (compact.backupFd < 0) return kOk;
   const CopyStatus copied = CopyFile(run, compact.backupFd, run.files.outputFd);
   if (copied == CopyStatus::kReadFailed) {
-    return FailRestore(run, "Error reading the ISI backup file: ", compact.backupName);
+    return Fail(run, kRestoreFailed, "Error reading the ISI backup file: ", compact.backupName);
   }
   if (copied == CopyStatus::kWriteFailed || !SyncFile(run.files.outputFd)) {
-    return FailRestore(run, "Error restoring/writing the ISI file: ", run.files.dataFileName);
+    return Fail(run, kRestoreFailed,
+                "Error restoring/writing the ISI file: ", run.files.dataFileName);
   }
   RemoveBackup(run);
   return kOk;

@@ -72,20 +72,15 @@ void UpdateHeader(const RunContext& run, Compaction& job) {
   std::memcpy(at + header::kCommandLine, job.storedLine.CStr(), job.storedLine.Size());
 }
 
-Result FailWrite(RunContext& run) {
-  ReportSegmentWriteFailure(run);
-  return kIsiWriteFailed;
-}
-
 // Header and old root first, so that the new nodes find their places behind them.
 Result WriteFront(RunContext& run, Compaction& job) {
   const int fd = run.files.outputFd;
   const auto front = std::span<const std::uint8_t>(job.reader.front).first<kOpenListOffset>();
-  if (SeekTo(fd, 0) < 0 || !WriteAll(fd, front)) return FailWrite(run);
+  if (SeekTo(fd, 0) < 0 || !WriteAll(fd, front)) return ReportSegmentWriteFailure(run);
   if (const Result result = WriteListPart(run, job.reader, job.list); result != kOk) return result;
   const std::int64_t end =
       kOpenListOffset + std::int64_t{std::max(job.list.sectors, 1U)} * kSectorSize;
-  return TruncateFile(fd, end) && SeekTo(fd, end) >= 0 ? kOk : FailWrite(run);
+  return TruncateFile(fd, end) && SeekTo(fd, end) >= 0 ? kOk : ReportSegmentWriteFailure(run);
 }
 
 void ShowCounts(RunContext& run, const OldList& list) {
@@ -112,7 +107,7 @@ Result Finish(RunContext& run, Compaction& job) {
   const auto header = std::span<const std::uint8_t>(job.reader.front).first<kHeaderSize>();
   const bool written =
       SeekTo(fd, 0) >= 0 && WriteAll(fd, header) && (!run.options.compactInPlace || SyncFile(fd));
-  return written ? kOk : FailWrite(run);
+  return written ? kOk : ReportSegmentWriteFailure(run);
 }
 
 }  // namespace

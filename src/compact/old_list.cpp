@@ -26,9 +26,7 @@ bool DropsList(const IsiHeader& header) {
 }
 
 Result WriteSector(RunContext& run, const Sector& sector) {
-  if (WriteAll(run.files.outputFd, sector)) return kOk;
-  ReportSegmentWriteFailure(run);
-  return kIsiWriteFailed;
+  return WriteAll(run.files.outputFd, sector) ? kOk : ReportSegmentWriteFailure(run);
 }
 
 // Copies the chain to `position` of the output, linked for its final place from 1536 on.
@@ -42,10 +40,7 @@ Result CopyChain(RunContext& run, TreeReader& reader, const OldList& list, std::
     next += AddressStep(run);
     Store32(sector.data() + list_sector::kPrevListSector,
             copied == list.sectors ? kNoAddress : next, reader.order);
-    if (SeekTo(run.files.outputFd, position) < 0) {
-      ReportSegmentWriteFailure(run);
-      return kIsiWriteFailed;
-    }
+    if (SeekTo(run.files.outputFd, position) < 0) return ReportSegmentWriteFailure(run);
     if (const Result result = WriteSector(run, sector); result != kOk) return result;
     position += kSectorSize;
   }
@@ -61,10 +56,7 @@ Result MoveChainDown(RunContext& run, const OldList& list, std::int64_t from) {
     if (ReadAt(fd, from + offset, sector) != static_cast<std::int64_t>(kSectorSize)) {
       return kWorkReadFailed;
     }
-    if (SeekTo(fd, kOpenListOffset + offset) < 0) {
-      ReportSegmentWriteFailure(run);
-      return kIsiWriteFailed;
-    }
+    if (SeekTo(fd, kOpenListOffset + offset) < 0) return ReportSegmentWriteFailure(run);
     if (const Result result = WriteSector(run, sector); result != kOk) return result;
   }
   return kOk;

@@ -27,7 +27,7 @@ void CloseInput(RunContext& run, Ending ending) {
   if (files.inputFd < 0) return;
   struct stat status;
   const bool empty = StatFile(files.inputFd, status) && status.st_size == 0;
-  if (run.options.compactFlags != 0 && files.outputFd == files.inputFd) files.outputFd = kNoFile;
+  if (run.options.CompactRun() && files.outputFd == files.inputFd) files.outputFd = kNoFile;
   CloseFile(files.inputFd);
   if (ending == Ending::kAbort) RemoveCreatedInput(files, empty);
 }

@@ -84,7 +84,6 @@ bool IsUsableLog(const char* path) {
 }
 
 void OpenLog(RunContext& run, const char* name, bool append) {
-  constexpr mode_t kReadWriteAll = 0666;
   const InterruptGuard guard;
   const int flags = O_WRONLY | O_CREAT | O_NOCTTY | (append ? O_APPEND : O_TRUNC);
   int fd = OpenFile(name, flags, kReadWriteAll);

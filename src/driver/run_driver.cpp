@@ -130,7 +130,7 @@ void InstallConsumers(RunContext& run) {
   }
 }
 
-// Step 15 to 17: the train table and the sort memory. A compaction knows its key length, and so
+// The train table and the sort memory. A compaction knows its key length, and so
 // the size of its items, only when it has read the ISI.
 Result ObtainSortMemory(RunContext& run) {
   SortState& sort = run.sort;
@@ -142,9 +142,8 @@ Result ObtainSortMemory(RunContext& run) {
     return kNoMemory;
   }
   sort.sortAreaSize = GetSortMemory(run, run.control.maxMemory);
-  const bool compactRun = run.options.compactFlags != 0;
   const bool enough =
-      sort.sortAreaSize != 0 && (compactRun || SizeSortArea(run, run.keys.keyLength));
+      sort.sortAreaSize != 0 && (run.options.CompactRun() || SizeSortArea(run, run.keys.keyLength));
   if (enough) return kOk;
   ShowMessage(run, "Memory allocation failed.\n");
   return kNoMemory;
@@ -177,7 +176,7 @@ void RemoveUnusedInput(RunContext& run, Result result) {
   if (remove) RemoveFile(files.dataFileName.CStr());
 }
 
-// Step 19.
+// Closes what the run had open, removes its work files, and gives its memory back.
 Result CloseRun(RunContext& run, Result result) {
   FileState& files = run.files;
   const bool inPlace = files.outputFd >= 0 && files.outputFd == files.inputFd;
@@ -212,14 +211,14 @@ bool DataWasWrong(const RunContext& run) {
          (options.spaceCompAllowed || !run.data.tabsExpanded);
 }
 
-// Step 20.
+// Gives up an error file without lines, and an index over data that it cannot describe.
 Result FinishIndex(RunContext& run, Result result) {
   FileState& files = run.files;
   if (files.errorFd >= 0) {
     CloseFile(files.errorFd);
     if (run.isi.dupCount == 0) RemoveFile(files.errorFileName.CStr());
   }
-  if (run.options.compactFlags != 0 || !DataWasWrong(run)) return result;
+  if (run.options.CompactRun() || !DataWasWrong(run)) return result;
   ShowMessage(run, "Data file is not in the correct format.  Index file will be deleted.\n");
   RemoveFile(files.outputFileName.CStr());
   return kWrongDataFormat;
@@ -238,7 +237,7 @@ void ShowTimes(RunContext& run, std::time_t start) {
 Result RunCommand(RunContext& run, const Arguments& arguments, std::time_t start) {
   if (const Result result = SetUp(run, arguments); result != kOk) return LeaveSetUp(run, result);
   if (const Result result = ObtainSortMemory(run); result != kOk) return LeaveAborted(run, result);
-  Result result = run.options.compactFlags != 0 ? CompactBranch(run) : BuildBranch(run);
+  Result result = run.options.CompactRun() ? CompactBranch(run) : BuildBranch(run);
   result = CloseRun(run, result);
   if (run.control.indexMode) result = FinishIndex(run, result);
   if (result == kOk) ShowTimes(run, start);

@@ -14,14 +14,9 @@ namespace tavindex {
 
 namespace {
 
-Result FailWrite(RunContext& run) {
-  ReportSegmentWriteFailure(run);
-  return kIsiWriteFailed;
-}
-
 Result WritePlaceholder(RunContext& run) {
   const std::array<std::uint8_t, kFrontSize> zeros{};
-  return WriteAll(run.files.outputFd, zeros) ? kOk : FailWrite(run);
+  return WriteAll(run.files.outputFd, zeros) ? kOk : ReportSegmentWriteFailure(run);
 }
 
 // The record length of a data file without records is the command line's.
@@ -38,7 +33,7 @@ Result WriteHeader(RunContext& run) {
   std::array<std::uint8_t, kHeaderSize> bytes;
   EncodeHeader(BuildHeader(run), bytes, run.isi.byteOrder);
   const int fd = run.files.outputFd;
-  return SeekTo(fd, 0) >= 0 && WriteAll(fd, bytes) ? kOk : FailWrite(run);
+  return SeekTo(fd, 0) >= 0 && WriteAll(fd, bytes) ? kOk : ReportSegmentWriteFailure(run);
 }
 
 const char* DescribeRecords(const RunContext& run) {

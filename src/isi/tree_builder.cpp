@@ -115,9 +115,10 @@ std::uint64_t TreeCapacity(const RunContext& run) {
   return capacity - 1;
 }
 
-void ReportSegmentWriteFailure(RunContext& run) {
+Result ReportSegmentWriteFailure(RunContext& run) {
   run.files.workFile = run.files.outputFd;
   ShowFormatted(run, "\nUnable to write segment of index file. Errno=%d\n", errno);
+  return kIsiWriteFailed;
 }
 
 Result StartTree(RunContext& run, std::uint32_t keyLength, std::uint32_t entrySize) {
@@ -175,8 +176,7 @@ Result FinishTree(RunContext& run) {
   node::SetLastChild(root, lastWritten, isi.byteOrder);
   const int fd = run.files.outputFd;
   if (!FlushWrite(run, fd) || SeekTo(fd, kRootOffset) < 0 || !WriteAll(fd, {root, kSectorSize})) {
-    ReportSegmentWriteFailure(run);
-    return kIsiWriteFailed;
+    return ReportSegmentWriteFailure(run);
   }
   return kOk;
 }

@@ -48,7 +48,8 @@ std::uint32_t AddressOf(const RunContext& run, std::uint32_t byteOffset);
 // How many keys a tree of all levels can hold, computed modulo 2^64.
 std::uint64_t TreeCapacity(const RunContext& run);
 
-// Tells that writing the ISI failed, with errno, and makes it the file that the driver names.
-void ReportSegmentWriteFailure(RunContext& run);
+// Tells that writing the ISI failed, with errno, and makes it the file that the driver names. Gives
+// kIsiWriteFailed.
+Result ReportSegmentWriteFailure(RunContext& run);
 
 }  // namespace tavindex

@@ -10,7 +10,6 @@
 namespace tavindex {
 
 int CreateOutputFile(const char* path) {
-  constexpr mode_t kReadWriteAll = 0666;
   const int fd = OpenFile(path, O_RDWR | O_CREAT | O_EXCL | O_TRUNC, kReadWriteAll);
   return fd >= 0 ? fd : OpenFile(path, O_RDWR | O_TRUNC | O_NONBLOCK | O_NOCTTY);
 }

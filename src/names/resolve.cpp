@@ -23,8 +23,6 @@ void FillDirectoryFromSearchPath(RunContext& run, FileNameParts& parts) {
   }
 }
 
-bool CompactRun(const RunContext& run) { return run.options.compactFlags != 0; }
-
 // A name that ends in the separator asks for no extension at all.
 void SupplyExtension(PathText& extension, std::string_view fallback) {
   if (extension.View() == ".") {
@@ -41,7 +39,7 @@ bool ResolveDataName(RunContext& run) {
   if (!ResolveVolumeOrKeep(run, run.files.dataFileName)) return false;
   SplitPath(run.files.dataFileName.View(), names.dataParts);
   SupplyExtension(names.dataParts.extension,
-                  (CompactRun(run) ? names.indexExtension : names.dataExtension).View());
+                  (run.options.CompactRun() ? names.indexExtension : names.dataExtension).View());
   FillDirectoryFromSearchPath(run, names.dataParts);
   return MakePath(run, names.dataParts, run.files.dataFileName);
 }
@@ -53,7 +51,7 @@ bool ResolveIndexParts(RunContext& run) {
   SplitPath(name.View(), parts);
   if (parts.base.Empty()) parts.base = run.names.dataParts.base;
   if (parts.extension.Empty()) {
-    const bool isIndex = run.control.indexMode && !CompactRun(run);
+    const bool isIndex = run.control.indexMode && !run.options.CompactRun();
     parts.extension.Assign(isIndex ? run.names.indexExtension.View()
                                    : run.names.dataParts.extension.View());
   }

@@ -20,11 +20,8 @@ namespace tavindex {
 
 namespace {
 
-constexpr mode_t kReadWriteAll = 0666;
 constexpr std::size_t kMaxStoredName = 255;
 constexpr std::int64_t kFourGiB = std::int64_t{1} << 32;
-
-bool CompactRun(const RunContext& run) { return run.options.compactFlags != 0; }
 
 Result Refuse(RunContext& run, Result code, const char* text, const PathText& name) {
   Compose(run, "%s%s", text, name.CStr());
@@ -65,7 +62,7 @@ Result ResolveData(RunContext& run) {
     return Refuse(run, kSourceNameUnresolved, "Unable to resolve name for source file ",
                   run.files.dataFileName);
   }
-  return CompactRun(run) ? kOk : CheckNameLength(run);
+  return run.options.CompactRun() ? kOk : CheckNameLength(run);
 }
 
 // The front of the ISI is checked before any output is created, so that a wrong name never costs a
@@ -105,7 +102,7 @@ void CreateEmptyData(RunContext& run) {
 Result OpenData(RunContext& run) {
   FileState& files = run.files;
   files.lastOpenPath = files.dataFileName;
-  if (CompactRun(run)) return OpenIsiForCompact(run);
+  if (run.options.CompactRun()) return OpenIsiForCompact(run);
   files.inputFd = OpenRegularFile(files.lastOpenPath.CStr(), O_RDONLY);
   const bool mayCreate = !run.options.quitIfNotOpened && !run.rebuild.rebuildRun;
   if (files.inputFd < 0 && mayCreate) CreateEmptyData(run);
@@ -116,7 +113,7 @@ Result OpenData(RunContext& run) {
 }
 
 Result TakeFileSize(RunContext& run) {
-  if (CompactRun(run)) return kOk;
+  if (run.options.CompactRun()) return kOk;
   run.data.fileSize = FileSize(run.files.inputFd);
   if (run.data.fileSize < kFourGiB) return kOk;
   if (run.options.variableRecords) return kFileTooLarge;
@@ -154,7 +151,7 @@ Result CheckRecordLength(RunContext& run) {
 }
 
 Result FindRecordFormat(RunContext& run) {
-  if (CompactRun(run)) return kOk;
+  if (run.options.CompactRun()) return kOk;
   EorKind kind = EorKind::kNotDefined;
   if (run.options.binaryPlain) {
     run.data.eorLength = 0;
@@ -177,7 +174,7 @@ Result FindRecordFormat(RunContext& run) {
 // The record length on the command line is without the end-of-record mark; from here on it is
 // with it. A binary record with a mark holds it as its own last bytes.
 Result ApplyDeclaredLength(RunContext& run) {
-  if (CompactRun(run) || run.options.declaredRecordLength == 0) return kOk;
+  if (run.options.CompactRun() || run.options.declaredRecordLength == 0) return kOk;
   run.options.declaredRecordLength += run.data.eorLength;
   const std::uint32_t declared = run.options.declaredRecordLength;
   if (run.options.binaryWithEor) {
@@ -204,7 +201,7 @@ Result ResolveIndex(RunContext& run) {
     return result;
   }
   if (SameBaseAndExtension(run)) {
-    if (!CompactRun(run)) return RefuseOutputIsInput(run);
+    if (!run.options.CompactRun()) return RefuseOutputIsInput(run);
     // The ISI that is rewritten is the one named first, whatever directory stands in the second.
     run.options.compactInPlace = true;
     run.files.outputFd = run.files.inputFd;
@@ -229,7 +226,7 @@ int LogFd(const RunContext& run) { return run.console.logOpened ? run.console.co
 
 // Whether `path` is the data file of the ISI under compaction.
 bool IsIndexedFile(const RunContext& run, const char* path) {
-  return CompactRun(run) && IsSameFile(path, run.compact.indexedFileName.CStr());
+  return run.options.CompactRun() && IsSameFile(path, run.compact.indexedFileName.CStr());
 }
 
 // Looks, before anything is created, at what the index's name and the error file's name refer to.
@@ -245,7 +242,7 @@ Result CheckIndexName(RunContext& run) {
 }
 
 bool WantsErrorFile(const RunContext& run) {
-  return run.options.errorFileWanted && !CompactRun(run);
+  return run.options.errorFileWanted && !run.options.CompactRun();
 }
 
 Result CheckErrorName(RunContext& run) {
@@ -277,7 +274,7 @@ Result CreateIndexFile(RunContext& run) {
     if (const Result result = CheckErrorName(run); result != kOk) return result;
     if (const Result result = CreateIndex(run); result != kOk) return result;
   }
-  const char* format = CompactRun(run) ? "Compact mode using " : "Created ";
+  const char* format = run.options.CompactRun() ? "Compact mode using " : "Created ";
   ShowDebug(run, "%s%s as output file\n", format, run.files.outputFileName.CStr());
   return kOk;
 }
@@ -294,7 +291,7 @@ Result CreateErrorFile(RunContext& run) {
 }
 
 Result PrimeInput(RunContext& run) {
-  if (CompactRun(run)) return kOk;
+  if (run.options.CompactRun()) return kOk;
   run.scan.bufferFilePos = 0;
   if (fillInputBuffer(run, run.files.inputFd) != kInputReadFailed) return kOk;
   return Refuse(run, kInputNotPrimed,

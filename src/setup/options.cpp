@@ -281,7 +281,7 @@ Result CheckOptions(RunContext& run) {
     if (options.declaredRecordLength == 0) return kRecordLengthRequired;
     run.data.recordLength = options.declaredRecordLength;
   }
-  const bool needsKey = !options.displayRun && !options.reindexRun && options.compactFlags == 0;
+  const bool needsKey = !options.displayRun && !options.reindexRun && !options.CompactRun();
   return needsKey && run.keys.keyLength == 0 ? kCommandLineIncomplete : kOk;
 }
 

@@ -59,14 +59,14 @@ Result ReadOptionText(RunContext& run, std::size_t optionStart) {
 
 Result OpenForRun(RunContext& run) {
   const bool storedBuild = run.options.displayRun || run.options.reindexRun;
-  if (storedBuild && run.options.compactFlags == 0) {
+  if (storedBuild && !run.options.CompactRun()) {
     const bool display = !run.options.reindexRun;
     const Result result = ReadStoredBuild(run);
     return result == kOk && display ? kInformationShown : result;
   }
   if (run.rebuild.rebuildRun) ChooseRebuildData(run);
   if (const Result result = OpenDataFile(run); result != kOk) return result;
-  ShowFormatted(run, "%s %s into %s\n", run.options.compactFlags != 0 ? "Compacting" : "Indexing",
+  ShowFormatted(run, "%s %s into %s\n", run.options.CompactRun() ? "Compacting" : "Indexing",
                 run.files.dataFileName.CStr(), run.files.outputFileName.CStr());
   return kOk;
 }

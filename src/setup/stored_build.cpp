@@ -111,7 +111,7 @@ Result ReadStoredBuild(RunContext& run) {
 
 Result CheckStoredOptions(RunContext& run) {
   const OptionState& options = run.options;
-  if (!options.displayRun && !options.reindexRun && options.compactFlags == 0) return kOk;
+  if (!options.displayRun && !options.reindexRun && !options.CompactRun()) return kOk;
   run.files.outputFileName = run.rebuild.isiName;
   return Refuse(run, kNoKeyInformation, "No key information available for ");
 }

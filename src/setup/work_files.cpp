@@ -24,7 +24,6 @@ bool WorkNamePattern(RunContext& run, WorkName& name) {
 
 // The unique name is made by creating the file; it is opened again as the file of the run.
 bool CreateWorkFile(RunContext& run, WorkName& name, int& fd) {
-  constexpr mode_t kReadWriteAll = 0666;
   if (!WorkNamePattern(run, name)) return false;
   const InterruptGuard guard;
   int created = systemCalls.mkstemp(name.Data());

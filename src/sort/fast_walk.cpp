@@ -10,7 +10,6 @@ namespace tavindex {
 
 namespace {
 
-constexpr int kTab = 9;
 constexpr std::uint32_t kNotHere = UINT32_MAX;
 constexpr std::size_t kShortRun = 4;  // bytes
 

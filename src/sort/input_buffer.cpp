@@ -7,7 +7,6 @@ namespace tavindex {
 
 namespace {
 
-constexpr std::uint8_t kCtrlZ = 26;
 constexpr int kRetries = 3;
 constexpr std::int64_t kBlock = kInputBlockSize;
 

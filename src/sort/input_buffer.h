@@ -8,6 +8,9 @@
 
 namespace tavindex {
 
+// Ends a text file, wherever it stands at the start of a record or as the last byte.
+inline constexpr std::uint8_t kCtrlZ = 26;
+
 // Reads the next block of `dataFile` (at bufferFilePos) and points scanPtr at its start. Returns
 // the bytes now in the buffer, 0 at the end of the data, or kInputReadFailed after four reads that
 // gave neither a whole block nor the rest of the file. A Ctrl-Z at the end of a text file is

@@ -37,7 +37,7 @@ class AreaSorter {
 
  private:
   using Refs = std::span<std::uint32_t>;
-  using Bounds = std::array<std::size_t, 257>;
+  using Bounds = std::array<std::size_t, 256>;
 
   bool InOrder(Refs refs) const {
     for (std::size_t i = 1; i < refs.size(); ++i) {

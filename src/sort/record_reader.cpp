@@ -3,16 +3,10 @@
 #include <algorithm>
 
 #include "common/file.h"
+#include "sort/input_buffer.h"
 #include "sort/tab_stop.h"
 
 namespace tavindex {
-
-namespace {
-
-constexpr int kTab = 9;
-constexpr std::uint8_t kCtrlZ = 26;
-
-}  // namespace
 
 int RecordReader::Next() {
   if (spacesLeft_ == 0) {

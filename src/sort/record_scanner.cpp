@@ -17,10 +17,6 @@ namespace tavindex {
 
 namespace {
 
-constexpr std::uint8_t kTab = 9;
-constexpr std::uint8_t kCtrlZ = 26;
-constexpr std::uint32_t kDefaultVariableLength = 256;
-
 void BeginRecord(RunContext& run) {
   run.scan.conditionsMet = 0;
   run.scan.mapCursor = 0;

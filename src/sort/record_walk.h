@@ -9,6 +9,9 @@ namespace tavindex {
 
 inline constexpr std::uint32_t kMaxRecordSize = 65535;  // bytes; a record must stay below
 
+// Records of variable length have at least this length where no other is known.
+inline constexpr std::uint32_t kDefaultVariableLength = 256;
+
 struct RecordWalk {
   std::uint8_t* key;            // where the key bytes go
   std::uint32_t column = 0;     // after TAB expansion

@@ -5,6 +5,8 @@
 
 namespace tavindex {
 
+inline constexpr std::uint8_t kTab = 9;
+
 constexpr std::uint32_t SpacesToTabStop(std::uint32_t column) { return 8 - column % 8; }
 
 }  // namespace tavindex

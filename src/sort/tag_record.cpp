@@ -2,13 +2,12 @@
 
 #include "common/console.h"
 #include "isi/tree_builder.h"
+#include "sort/record_walk.h"
 #include "sort/sort_item.h"
 
 namespace tavindex {
 
 namespace {
-
-constexpr std::uint32_t kDefaultVariableLength = 256;
 
 std::uint32_t FirstRecordLength(const RunContext& run, std::uint32_t length) {
   if (run.options.declaredRecordLength != 0) return run.options.declaredRecordLength;
