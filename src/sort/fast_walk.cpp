@@ -1,6 +1,7 @@
 #include "sort/fast_walk.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <span>
 
@@ -11,7 +12,8 @@ namespace tavindex {
 namespace {
 
 constexpr std::uint32_t kNotHere = UINT32_MAX;
-constexpr std::size_t kShortRun = 4;  // bytes
+constexpr std::size_t kShortRun = 4;      // bytes
+constexpr std::size_t kFrontSize = 2048;  // columns; keys of records with TABs end before
 
 // The length of the text record at scanPtr, or kNotHere when its mark is not in the buffer.
 std::uint32_t TextLength(const RunContext& run) {
@@ -40,10 +42,10 @@ std::uint32_t BinaryLength(const RunContext& run) {
   return inStep ? length : kNotHere;
 }
 
-// The columns of a record, its TABs expanded.
+// A record with its TABs expanded.
 struct Columns {
-  std::uint32_t count = 0;
-  bool tabs = false;
+  std::uint32_t count;      // of the whole record
+  const std::uint8_t* tab;  // the first one, or null
 };
 
 const std::uint8_t* FindTab(const std::uint8_t* from, const std::uint8_t* end) {
@@ -51,27 +53,40 @@ const std::uint8_t* FindTab(const std::uint8_t* from, const std::uint8_t* end) {
       std::memchr(from, kTab, static_cast<std::size_t>(end - from)));
 }
 
-// Counts the columns of a record of `length` bytes, its TABs expanded. False when a TAB stands in
-// front of a key column: the columns are then not where the bytes are.
-bool CountColumns(const RunContext& run, std::uint32_t length, Columns& columns) {
-  columns = {.count = length, .tabs = false};
-  if (!run.options.expandTabs) return true;
-  const std::uint8_t* from = run.scan.scanPtr;
+Columns CountColumns(const RunContext& run, std::span<const std::uint8_t> record) {
+  const auto length = static_cast<std::uint32_t>(record.size());
+  if (!run.options.expandTabs) return {length, nullptr};
+  const std::uint8_t* from = record.data();
   const std::uint8_t* end = from + length;
-  const std::uint8_t* tab = FindTab(from, end);
-  if (tab == nullptr) return true;
-  if (tab - from < run.keys.keyEnd) return false;
+  const std::uint8_t* const first = FindTab(from, end);
   // Once the record length is known nobody asks how many columns a record has.
-  columns = {.count = length, .tabs = true};
-  if (run.data.recordLength != 0 && !run.scan.checkLongRecords) return true;
-  columns.count = 0;
-  for (; tab != nullptr; tab = FindTab(from, end)) {
-    columns.count += static_cast<std::uint32_t>(tab - from);
-    columns.count += SpacesToTabStop(columns.count);
+  const bool counted = run.data.recordLength == 0 || run.scan.checkLongRecords;
+  if (first == nullptr || !counted) return {length, first};
+  std::uint32_t count = 0;
+  for (const std::uint8_t* tab = first; tab != nullptr; tab = FindTab(from, end)) {
+    count += static_cast<std::uint32_t>(tab - from);
+    count += SpacesToTabStop(count);
     from = tab + 1;
   }
-  columns.count += static_cast<std::uint32_t>(end - from);
-  return true;
+  return {count + static_cast<std::uint32_t>(end - from), first};
+}
+
+// Writes the first columns of the record, its TABs expanded, as many as there are and go into
+// `front`; gives their number.
+std::uint32_t ExpandFront(std::span<const std::uint8_t> record, std::span<std::uint8_t> front) {
+  const auto size = static_cast<std::uint32_t>(front.size());
+  std::uint32_t column = 0;
+  for (const std::uint8_t byte : record) {
+    if (column == size) break;
+    if (byte != kTab) {
+      front[column++] = byte;
+      continue;
+    }
+    const std::uint32_t spaces = std::min(SpacesToTabStop(column), size - column);
+    std::memset(&front[column], ' ', spaces);
+    column += spaces;
+  }
+  return column;
 }
 
 // Columns behind the record's end are blanks.
@@ -100,17 +115,33 @@ void CopyKey(const KeyState& keys, const std::uint8_t* record, std::uint32_t len
   }
 }
 
+// Takes the key out of a record whose first TAB, if it has one, is `tab`. False when too many
+// columns would have to be expanded.
+bool TakeKey(const KeyState& keys, std::span<const std::uint8_t> record, const std::uint8_t* tab,
+             std::uint8_t* key) {
+  if (tab == nullptr || tab - record.data() >= keys.keyEnd) {
+    CopyKey(keys, record.data(), static_cast<std::uint32_t>(record.size()), key);
+    return true;
+  }
+  std::array<std::uint8_t, kFrontSize> front;
+  if (keys.keyEnd > front.size()) return false;
+  const std::uint32_t columns = ExpandFront(record, {front.data(), keys.keyEnd});
+  CopyKey(keys, front.data(), columns, key);
+  return true;
+}
+
 }  // namespace
 
 bool FastWalk(RunContext& run, RecordWalk& walk) {
   ScanState& scan = run.scan;
   if (!scan.fastWalk || !run.keys.keyIsPlain || run.control.sortMode) return false;
   const std::uint32_t length = run.options.binaryRecords ? BinaryLength(run) : TextLength(run);
-  Columns columns;
-  if (length == kNotHere || !CountColumns(run, length, columns)) return false;
-  if (columns.tabs) run.data.tabsExpanded = true;
+  if (length == kNotHere) return false;
+  const std::span<const std::uint8_t> record{scan.scanPtr, length};
+  const Columns columns = CountColumns(run, record);
+  if (!TakeKey(run.keys, record, columns.tab, walk.key)) return false;
+  if (columns.tab != nullptr) run.data.tabsExpanded = true;
   walk.column = columns.count;
-  CopyKey(run.keys, scan.scanPtr, length, walk.key);
   walk.rawLength = length;
   walk.mapEnded = true;
   scan.scanPtr += length;

@@ -1,6 +1,7 @@
 // The common case of a record walk, without a look at every byte: a record that lies whole in the
-// input buffer, holds no TAB in front of its key columns, and has a key of plain column ranges. Its
-// end is searched for, and the ranges are copied.
+// input buffer and has a key of plain column ranges. Its end is searched for, and the ranges are
+// copied; only where a TAB stands in front of key columns are the columns up to the key's end
+// written out first.
 #pragma once
 
 #include "common/run_context.h"

@@ -1,9 +1,9 @@
 #include "sort/prefix_sort.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
+#include "sort/distribution.h"
 #include "sort/key_prefix.h"
 #include "sort/sort_item.h"
 #include "sort/sort_methods.h"
@@ -12,16 +12,34 @@ namespace tavindex {
 
 namespace {
 
+constexpr std::uint32_t kPrefixBytes = 8;
+
 struct PrefixRef {
   std::uint64_t prefix;
   std::uint32_t offset;
 };
 static_assert(sizeof(PrefixRef) == 16);
 
-// Larger ranges are distributed by their next byte first. With 36 different bytes, as in random
-// letters and digits, a second distribution saves a fifth of the instructions of a whole build;
-// anything from 128 to 1024 serves as well, and a range must be worth 256 buckets.
+// Larger ranges of the table are distributed by their next byte first. With 36 different bytes, as
+// in random letters and digits, a second distribution saves a fifth of the instructions of a whole
+// build; anything from 128 to 1024 serves as well, and a range must be worth 256 buckets.
 constexpr std::size_t kDistributeAbove = 512;
+
+// One byte of the keys of the sort area.
+struct KeyByte {
+  const std::uint8_t* at;  // of the item at offset 0
+  std::uint8_t Of(std::uint32_t offset) const { return at[offset]; }
+  void Fetch(std::uint32_t offset) const { __builtin_prefetch(at + offset); }
+};
+
+// One byte of the prefixes in the table, which need no fetching.
+struct PrefixByte {
+  std::uint32_t shift;  // bits behind the byte
+  std::uint8_t Of(const PrefixRef& ref) const {
+    return static_cast<std::uint8_t>(ref.prefix >> shift);
+  }
+  void Fetch(const PrefixRef&) const {}
+};
 
 class AreaSorter {
  public:
@@ -37,7 +55,7 @@ class AreaSorter {
 
  private:
   using Refs = std::span<std::uint32_t>;
-  using Bounds = std::array<std::size_t, 256>;
+  using Table = std::span<PrefixRef>;
 
   bool InOrder(Refs refs) const {
     for (std::size_t i = 1; i < refs.size(); ++i) {
@@ -64,54 +82,13 @@ class AreaSorter {
   void SortRange(Refs refs, std::uint32_t depth) {
     if (refs.size() < 2) return;
     depth = SharedBytes(refs, depth);
-    const bool distribute = refs.size() > kDistributeAbove && depth < keyLength_;
-    if (!distribute) return SortByPrefix(refs, depth);
-    const Bounds ends = Distribute(refs, depth);
-    for (std::size_t b = 0; b < 256; ++b) {
-      const std::size_t start = b == 0 ? 0 : ends[b - 1];
-      const Refs bucket = refs.subspan(start, ends[b] - start);
-      SortRange(bucket, depth + 1);
-    }
+    if (depth == keyLength_) return SortByItems(refs);
+    if (refs.size() <= table_.size()) return SortByPrefix(refs, depth);
+    const BucketEnds ends = Distribute(refs, KeyByte{keys_ + depth});
+    ForEachBucket(refs, ends, [&](Refs bucket) { SortRange(bucket, depth + 1); });
   }
 
-  // Orders the references by the byte at `depth`; gives where each byte's references end.
-  Bounds Distribute(Refs refs, std::uint32_t depth) const {
-    Bounds ends{};
-    for (const std::uint32_t ref : refs) ++ends[keys_[ref + depth]];
-    Bounds next{};
-    std::size_t sum = 0;
-    for (std::size_t b = 0; b < 256; ++b) {
-      next[b] = sum;
-      sum += ends[b];
-      ends[b] = sum;
-    }
-    for (std::size_t b = 0; b < 256; ++b) {
-      while (next[b] < ends[b]) {
-        std::uint32_t& ref = refs[next[b]];
-        const std::uint8_t byte = keys_[ref + depth];
-        std::swap(ref, refs[next[byte]++]);
-      }
-    }
-    return ends;
-  }
-
-  void SortByPrefix(Refs refs, std::uint32_t depth) {
-    if (refs.size() < 2) return;
-    if (refs.size() > table_.size()) return SortByItems(refs);
-    const std::span<PrefixRef> range = table_.first(refs.size());
-    const std::uint32_t rest = keyLength_ - depth;
-    for (std::size_t i = 0; i < refs.size(); ++i) {
-      range[i] = {KeyPrefix(keys_ + refs[i] + depth, rest), refs[i]};
-    }
-    const auto before = [this](const PrefixRef& a, const PrefixRef& b) {
-      if (a.prefix != b.prefix) return a.prefix < b.prefix;
-      return CompareItems(keys_ + a.offset, keys_ + b.offset, keyLength_) < 0;
-    };
-    SortWithMethod(range, before, method_);
-    for (std::size_t i = 0; i < refs.size(); ++i) refs[i] = range[i].offset;
-  }
-
-  // Equal keys in larger number than the table holds: only their addresses differ.
+  // Equal keys: only their addresses differ.
   void SortByItems(Refs refs) {
     const auto before = [this](std::uint32_t a, std::uint32_t b) {
       return CompareItems(keys_ + a, keys_ + b, keyLength_) < 0;
@@ -119,10 +96,46 @@ class AreaSorter {
     SortWithMethod(refs, before, method_);
   }
 
+  // Looks at each key once, for its eight bytes from `depth` on.
+  void SortByPrefix(Refs refs, std::uint32_t depth) {
+    const Table table = table_.first(refs.size());
+    const std::uint32_t rest = keyLength_ - depth;
+    const KeyByte key{keys_ + depth};
+    for (std::size_t i = 0; i < refs.size(); ++i) {
+      if (i + kFetchAhead < refs.size()) key.Fetch(refs[i + kFetchAhead]);
+      table[i] = {KeyPrefix(key.at + refs[i], rest), refs[i]};
+    }
+    SortTable(table, 8 * kPrefixBytes);
+    for (std::size_t i = 0; i < refs.size(); ++i) refs[i] = table[i].offset;
+    SortTies(refs, depth + std::min(rest, kPrefixBytes));
+  }
+
+  // Sorts by the last `bits` of the prefixes; those before them are the same for all.
+  void SortTable(Table table, std::uint32_t bits) {
+    if (table.size() < 2) return;
+    if (table.size() > kDistributeAbove && bits > 0) {
+      const BucketEnds ends = Distribute(table, PrefixByte{bits - 8});
+      return ForEachBucket(table, ends, [&](Table bucket) { SortTable(bucket, bits - 8); });
+    }
+    const auto before = [](const PrefixRef& a, const PrefixRef& b) { return a.prefix < b.prefix; };
+    SortWithMethod(table, before, method_);
+  }
+
+  // Sorts the references whose prefixes, still in the table, are equal: by what is behind them, at
+  // `depth`. A range of ties that uses the table anew does not reach beyond its own end there.
+  void SortTies(Refs refs, std::uint32_t depth) {
+    for (std::size_t i = 0; i < refs.size();) {
+      std::size_t end = i + 1;
+      while (end < refs.size() && table_[end].prefix == table_[i].prefix) ++end;
+      SortRange(refs.subspan(i, end - i), depth);
+      i = end;
+    }
+  }
+
   const std::uint8_t* keys_;
   std::uint32_t keyLength_;
   std::uint32_t method_;
-  std::span<PrefixRef> table_;
+  Table table_;
 };
 
 }  // namespace

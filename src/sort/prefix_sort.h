@@ -2,9 +2,11 @@
 //
 //   1. An area that is in order already is left as it is.
 //   2. Bytes that all keys share are passed over.
-//   3. Large ranges are distributed by the next byte, in place.
-//   4. A small range gets its next eight key bytes beside each reference, as a number, and is
-//      sorted with the run's method.
+//   3. A range that is larger than the prefix table is distributed by the next byte, in place.
+//   4. Any other gets its next eight key bytes beside each reference, as a number. The table is
+//      distributed by these bytes until its ranges are small; those are sorted with the run's
+//      method.
+//   5. References with equal prefixes go back to step 2, with the bytes behind them.
 // The prefix table has a fixed size, whatever the sort budget.
 #pragma once
 

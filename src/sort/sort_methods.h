@@ -1,5 +1,5 @@
-// The two sort methods, over any kind of reference. The order is total (no two items compare
-// equal), so the result does not depend on the method.
+// The two sort methods, over any kind of reference. No two items compare equal, so the result does
+// not depend on the method; references that do compare equal come out in any order.
 #pragma once
 
 #include <bit>

@@ -135,7 +135,7 @@ Items MakeLongKeys(std::size_t count, unsigned seed) {
 
 TEST_P(BothMethods, SortsLongKeysThatShareTheirFrontBytes) {
   run.keys.keyLength = 20;
-  for (const std::size_t count : {100U, 511U, 512U, 513U, 514U, 2000U, 6000U}) {
+  for (const std::size_t count : {100U, 511U, 513U, 2000U, 6000U, 16384U, 16385U, 30000U}) {
     const Items items = MakeLongKeys(count, static_cast<unsigned>(count));
     ASSERT_EQ(Sorted(items, Method()), Expected(items)) << count << " items";
   }
