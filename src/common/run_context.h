@@ -234,6 +234,12 @@ struct WriterState {
   std::size_t used = 0;  // bytes waiting in it
 };
 
+// Lines on their way into the error file.
+struct ErrorLines {
+  std::array<std::uint8_t, 64 * 1024> text{};
+  std::size_t used = 0;  // bytes waiting
+};
+
 struct IsiState {
   ItemSource itemSource = nullptr;
   std::uint32_t entrySize = 0;
@@ -249,6 +255,7 @@ struct IsiState {
   std::uint32_t listCount = 0;
   std::uint64_t dupCount = 0;
   std::uint64_t ignoredDupCount = 0;
+  ErrorLines errorLines;
   ByteOrder byteOrder = ByteOrder::kLittle;
 };
 

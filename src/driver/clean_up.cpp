@@ -7,6 +7,7 @@
 
 #include "common/file.h"
 #include "common/interrupt_guard.h"
+#include "isi/error_lines.h"
 
 namespace tavindex {
 
@@ -49,7 +50,10 @@ void CloseWorkFile(const RunContext& run, int& fd, const WorkName& name) {
 
 // The descriptors and files of the run; safe in a signal handler.
 void CloseFiles(RunContext& run, Ending ending) {
-  if (ending == Ending::kAbort) CloseFile(run.files.errorFd);
+  if (ending == Ending::kAbort) {
+    FlushErrorLines(run);
+    CloseFile(run.files.errorFd);
+  }
   CloseInput(run, ending);
   CloseOutput(run, ending);
   CloseWorkFile(run, run.files.workFd1, run.files.workFileName1);

@@ -7,6 +7,7 @@
 #include "common/file.h"
 #include "isi/build_header.h"
 #include "isi/deleted_list.h"
+#include "isi/error_lines.h"
 #include "isi/isi_format.h"
 #include "isi/tree_builder.h"
 
@@ -26,6 +27,13 @@ Result SupplyRecordLength(RunContext& run) {
   if (run.data.recordLength != 0 || run.scan.recordCount != 0) return kOk;
   ShowMessage(run, "\aNull file must have record length on command line\n");
   return kNullFileNeedsLength;
+}
+
+// All items into the tree. The error file has its lines whatever becomes of the build.
+Result InsertItems(RunContext& run) {
+  const Result result = run.isi.itemSource(run);
+  const bool written = FlushErrorLines(run);
+  return result == kOk && !written ? kInsertFailed : result;
 }
 
 Result WriteHeader(RunContext& run) {
@@ -68,7 +76,7 @@ void ShowSummary(RunContext& run) {
 Result BuildIndex(RunContext& run, std::uint32_t keyLength, std::uint32_t entrySize) {
   Result result = StartTree(run, keyLength, entrySize);
   if (result == kOk) result = WritePlaceholder(run);
-  if (result == kOk) result = run.isi.itemSource(run);
+  if (result == kOk) result = InsertItems(run);
   if (result == kOk) result = FinishTree(run);
   if (result == kOk) result = WriteOpenList(run);
   if (result == kOk) result = WriteHeader(run);

@@ -3,27 +3,53 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <span>
+#include <string_view>
 
 #include "common/console.h"
-#include "common/file.h"
+#include "isi/error_lines.h"
 
 namespace tavindex {
 
 namespace {
 
-// "Duplicate Key ignored at:", a 16-wide address, " Key:", 150 key bytes, a blank and the end.
-constexpr std::size_t kLineSize = 256;
+constexpr std::size_t kPositionWidth = 16;
 
-Result WriteErrorLine(RunContext& run, const char* line) {
-  if (run.files.errorFd < 0) return kOk;
-  const std::string_view text = line;
-  if (WriteAll(run.files.errorFd,
-               {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()})) {
-    return kOk;
-  }
-  run.files.workFile = run.files.errorFd;
-  return kNodeWriteFailed;
+// "Duplicate Key ignored at:", an address, " Key:", 150 key bytes, a blank and the end.
+constexpr std::size_t kLineSize = 256;
+using Line = std::array<char, kLineSize>;
+
+char* PutText(char* at, std::string_view text) { return std::copy(text.begin(), text.end(), at); }
+
+// In hexadecimal capitals, blanks before them.
+char* PutPosition(char* at, std::uint64_t position) {
+  std::fill_n(at, kPositionWidth, ' ');
+  char* const end = at + kPositionWidth;
+  char* digit = end;
+  do {
+    *--digit = "0123456789ABCDEF"[position % 16];
+    position /= 16;
+  } while (position != 0);
+  return end;
+}
+
+// The key up to its first NUL.
+char* PutKey(char* at, const std::uint8_t* key, std::uint32_t keyLength) {
+  return std::copy(key, std::find(key, key + keyLength, 0), at);
+}
+
+// Composes all of the line but its end; gives where that goes. By hand, because a format takes as
+// long as all the rest of a record's way through the build.
+char* ComposeDuplicate(const RunContext& run, const KeyItem& item, Line& line) {
+  const bool ignored = run.options.ignoreDups;
+  char* at = PutText(line.data(), ignored ? "Duplicate Key ignored at:" : "Duplicate Key at:");
+  at = PutPosition(at, item.position);
+  at = PutText(at, " Key:");
+  at = PutKey(at, item.key, run.keys.keyLength);
+  return PutText(at, " ");
+}
+
+std::string_view Text(const Line& line, const char* end) {
+  return {line.data(), static_cast<std::size_t>(end - line.data())};
 }
 
 }  // namespace
@@ -32,28 +58,23 @@ Result ReportDuplicate(RunContext& run, const KeyItem& item) {
   const OptionState& options = run.options;
   const bool wanted = options.errorFileWanted || options.rejectDups;
   if (!wanted || options.quietDups) return kOk;
-  std::array<char, kLineSize> line{};
-  const int length = std::snprintf(
-      line.data(), line.size(), "Duplicate Key %sat:%16llX Key:%.*s ",
-      options.ignoreDups ? "ignored " : "", static_cast<unsigned long long>(item.position),
-      static_cast<int>(run.keys.keyLength), reinterpret_cast<const char*>(item.key));
-  const std::span<char> end{line.data() + length, line.size() - static_cast<std::size_t>(length)};
+  Line line;
+  char* const end = ComposeDuplicate(run, item, line);
   if (options.rejectDups) {
-    std::snprintf(end.data(), end.size(), "\n");
+    *PutText(end, "\n") = '\0';
     ShowMessage(run, line.data());
   }
-  std::snprintf(end.data(), end.size(), "\r\n");
-  return WriteErrorLine(run, line.data());
+  return AddErrorLine(run, Text(line, PutText(end, "\r\n"))) ? kOk : kNodeWriteFailed;
 }
 
 Result ReportTreeLimit(RunContext& run) {
-  std::array<char, kLineSize> line{};
-  std::snprintf(line.data(), line.size(),
-                "\nError! Tree level limit (%u) can only support %llu records for this ISI file! "
-                "\r\n",
-                kTreeLevels, static_cast<unsigned long long>(TreeCapacity(run)));
+  Line line;
+  const int length = std::snprintf(
+      line.data(), line.size(),
+      "\nError! Tree level limit (%u) can only support %llu records for this ISI file! \r\n",
+      kTreeLevels, static_cast<unsigned long long>(TreeCapacity(run)));
   // The driver shows the limit on the console whether or not the error file took the line.
-  WriteErrorLine(run, line.data());
+  AddErrorLine(run, Text(line, line.data() + length));
   return kTreeLevelLimit;
 }
 

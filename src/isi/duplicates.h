@@ -6,14 +6,13 @@
 
 namespace tavindex {
 
-// Writes the line for a repeated key to the error file, and shows it on the console when
-// duplicates are forbidden; nothing in a quiet run or when no line was asked for. A line without
-// an error file is dropped. kNodeWriteFailed when the error file could not be written, which
-// becomes the file that the driver names.
+// Adds the line for a repeated key to the error file, and shows it on the console when duplicates
+// are forbidden; nothing in a quiet run or when no line was asked for. kNodeWriteFailed when the
+// error file could not be written, which becomes the file that the driver names.
 Result ReportDuplicate(RunContext& run, const KeyItem& item);
 
-// Writes the line that says how many records the tree supports to the error file, if there is
-// one, and gives kTreeLevelLimit.
+// Adds the line that says how many records the tree supports to the error file, and gives
+// kTreeLevelLimit.
 Result ReportTreeLimit(RunContext& run);
 
 }  // namespace tavindex

@@ -130,6 +130,7 @@ Result CheckFront(TreeReader& reader) {
 
 bool LoadFront(TreeReader& reader, int fd) {
   reader.fd = fd;
+  Forget(reader.cache);
   if (ReadAt(fd, 0, reader.front) != static_cast<std::int64_t>(kFrontSize)) return false;
   const std::int64_t size = FileSize(fd);
   reader.sectors = static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0)) / kSectorSize;
@@ -157,7 +158,8 @@ std::uint32_t ReadNode(TreeReader& reader, std::uint32_t address) {
     std::copy_n(reader.front.begin() + held, kSectorSize, reader.node.begin());
     return 0;
   }
-  const std::int64_t count = ReadAt(reader.fd, SectorOffset(reader, address), reader.node);
+  const std::int64_t offset = SectorOffset(reader, address);
+  const std::int64_t count = ReadSector(reader.cache, reader.fd, offset, reader.node);
   return kSectorSize - static_cast<std::uint32_t>(std::max<std::int64_t>(count, 0));
 }
 

@@ -10,6 +10,7 @@
 #include "common/bytes.h"
 #include "common/run_context.h"
 #include "isi/isi_format.h"
+#include "isi/sector_cache.h"
 
 namespace tavindex {
 
@@ -44,6 +45,7 @@ struct TreeReader {
   std::uint32_t stride = 0;     // bytes of one record in the data file, end-of-record included
   std::uint64_t sectors = 0;    // of the whole file
 
+  SectorCache cache;
   std::array<std::uint8_t, kSectorSize> node{};  // the current node
   std::uint32_t nodeAddr = 0;
   std::uint32_t index = 0;  // of the current entry, from 1; behind the last one for lastChild

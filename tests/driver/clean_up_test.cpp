@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/console.h"
+#include "isi/error_lines.h"
 #include "support/child_process.h"
 #include "support/run_test.h"
 
@@ -181,6 +182,13 @@ TEST_F(CleanUpTest, AtAnAbortRemovesTheIndexToo) {
   EXPECT_EQ(run.files.errorFd, kNoFile);
   EXPECT_TRUE(scratch.Exists("data"));
   EXPECT_TRUE(scratch.Exists("err"));
+}
+
+TEST_F(CleanUpTest, AtAnAbortWritesTheErrorLinesThatAreWaiting) {
+  OpenAll();
+  ASSERT_TRUE(AddErrorLine(run, "one\r\n"));
+  CleanUp(run, Ending::kAbort);
+  EXPECT_EQ(scratch.Read("err"), "one\r\n");
 }
 
 TEST_F(CleanUpTest, AtAnAbortEndsTheOutput) {
@@ -379,6 +387,13 @@ TEST_F(OnInterruptTest, LeavesAnIgnoredHangUpIgnored) {
   });
   EXPECT_EQ(status, kBodyReturned);
   EXPECT_TRUE(scratch.Exists("isi"));
+}
+
+TEST_F(OnInterruptTest, WritesTheErrorLinesThatAreWaiting) {
+  OpenAll();
+  ASSERT_TRUE(AddErrorLine(run, "one\r\n"));
+  EXPECT_EQ(Interrupt(SIGTERM), 1);
+  EXPECT_EQ(scratch.Read("err"), "one\r\n");
 }
 
 TEST_F(OnInterruptTest, KeepsTheWorkFilesInDebugMode) {

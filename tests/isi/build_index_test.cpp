@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "isi/deleted_list.h"
+#include "isi/error_lines.h"
 #include "tree_test.h"
 
 namespace tavindex::test {
@@ -49,6 +50,31 @@ TEST_F(BuildIndexTest, WritesTheHeaderLast) {
   });
   EXPECT_EQ(Build(), kOk);
   EXPECT_EQ(offsets, (std::vector<off_t>{0, 2048, 1024, 0}));
+}
+
+TEST_F(BuildIndexTest, WritesTheErrorLinesWhateverBecomesOfTheItems) {
+  run.files.errorFd = OpenFile(scratch.Path("data.ERR").c_str(), O_RDWR | O_CREAT, 0600);
+  source = [](RunContext& context) {
+    EXPECT_TRUE(AddErrorLine(context, "line\r\n"));
+    return kWorkReadFailed;
+  };
+  EXPECT_EQ(Build(), kWorkReadFailed);
+  EXPECT_EQ(scratch.Read("data.ERR"), "line\r\n");
+}
+
+TEST_F(BuildIndexTest, FailsWhenTheErrorLinesCannotBeWritten) {
+  run.files.errorFd = OpenFile(scratch.Path("data.ERR").c_str(), O_RDWR | O_CREAT, 0600);
+  source = [](RunContext& context) {
+    EXPECT_TRUE(AddErrorLine(context, "line\r\n"));
+    return kOk;
+  };
+  calls.Replace<&SystemCalls::write>([this](int fd, const void* bytes, std::size_t count) {
+    errno = ENOSPC;
+    return fd == run.files.errorFd ? -1 : calls.Original().write(fd, bytes, count);
+  });
+  EXPECT_EQ(Build(), kInsertFailed);
+  EXPECT_EQ(run.files.workFile, run.files.errorFd);
+  EXPECT_EQ(File(), std::string(2048, '\0'));
 }
 
 TEST_F(BuildIndexTest, BuildsATreeOfTwoLevels) {

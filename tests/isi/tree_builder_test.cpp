@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "common/buffered_write.h"
+#include "isi/error_lines.h"
 #include "tree_test.h"
 
 namespace tavindex::test {
@@ -208,6 +209,7 @@ TEST_F(TreeBuilderTest, InsertKeyClimbsAllLevelsWhenANodeHoldsNothing) {
   run.files.errorFd = OpenFile(scratch.Path("data.ERR").c_str(), O_RDWR | O_CREAT, 0600);
   Start(4);
   EXPECT_EQ(Insert(0, "aaaa"), -13);
+  ASSERT_TRUE(FlushErrorLines(run));
   EXPECT_EQ(scratch.Read("data.ERR"),
             "\nError! Tree level limit (16) can only support 0 records for this ISI file! \r\n");
   EXPECT_EQ(console.Text(), "");
@@ -223,6 +225,7 @@ TEST_F(TreeBuilderTest, InsertKeyReachesTheLimitBehindTheLastKey) {
   EXPECT_EQ(InsertMany(65535), kOk);
   EXPECT_EQ(run.isi.topLevel, 15U);
   EXPECT_EQ(Insert(655350, KeyOf(65535)), -13);
+  ASSERT_TRUE(FlushErrorLines(run));
   EXPECT_EQ(
       scratch.Read("data.ERR"),
       "\nError! Tree level limit (16) can only support 65535 records for this ISI file! \r\n");

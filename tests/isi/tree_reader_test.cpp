@@ -29,7 +29,9 @@ class OpenIsi {
   OpenIsi(const OpenIsi&) = delete;
   OpenIsi& operator=(const OpenIsi&) = delete;
 
+  // As another program would, long enough ago that nothing of before is kept.
   void Overwrite(off_t at, const std::vector<std::byte>& bytes) {
+    Forget(reader.cache);
     ASSERT_EQ(::pwrite(fd_, bytes.data(), bytes.size(), at), static_cast<ssize_t>(bytes.size()));
   }
   ModelEntry Entry() const {
@@ -235,6 +237,38 @@ TEST(TreeReader, ParentThatNoLongerPointsToTheChild) {
   isi.Overwrite(0, image);
   EXPECT_EQ(NextEntry(isi.reader), WalkStatus::kUnsound);
   EXPECT_TRUE(isi.reader.inconsistent);
+}
+
+TEST(TreeReader, ParentThatLostTheEntryThatTheWalkCameFrom) {
+  std::vector<std::byte> image = EmptyTree(3584);
+  PutNode(image, 1024, {"zzzz"}, {2048}, 0);
+  PutNode(image, 2048, {"bbbb", "dddd"}, {2560, 3072}, 0);
+  PutNode(image, 2560, {"aaaa"}, {0}, 0);
+  PutNode(image, 3072, {"cccc"}, {0}, 0);
+  OpenIsi isi(image);
+  ASSERT_EQ(FirstEntry(isi.reader), WalkStatus::kEntry);
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(NextEntry(isi.reader), WalkStatus::kEntry) << i;
+  EXPECT_EQ(isi.Entry().key, "cccc");
+  layout::Store8(image, 2048 + 500, 0);
+  isi.Overwrite(0, image);
+  EXPECT_EQ(NextEntry(isi.reader), WalkStatus::kUnsound);
+  EXPECT_TRUE(isi.reader.inconsistent);
+}
+
+// A leaf at the greatest depth has an entry without a child and one with: the walk reaches the
+// second when no ancestor fits any more.
+TEST(TreeReader, StackIsFullBehindTheFirstEntryToo) {
+  std::vector<std::byte> image = EmptyTree(2048 + 49 * 512);
+  PutNode(image, 1024, {"zzzz"}, {2048}, 0);
+  for (std::uint32_t i = 0; i < 47; ++i) {
+    PutNode(image, 2048 + i * 512, {"yyyy"}, {2048 + (i + 1) * 512}, 0);
+  }
+  PutNode(image, 2048 + 47 * 512, {"aaaa", "cccc"}, {0, 2048 + 48 * 512}, 0);
+  PutNode(image, 2048 + 48 * 512, {"bbbb"}, {0}, 0);
+  OpenIsi isi(image);
+  const auto [entries, status] = Walk(isi);
+  EXPECT_EQ(Keys(entries), (std::vector<std::string>{"aaaa"}));
+  EXPECT_EQ(status, WalkStatus::kStackFull);
 }
 
 struct Damage {

@@ -280,6 +280,20 @@ TEST_F(ConditionsTest, ParseCompoundRefusesTheEntryThatWouldMake150) {
 
 // ---- Compound conditions: evaluating ----
 
+TEST_F(ConditionsTest, ParseCompoundTakes256Terms) {
+  std::string terms = "=1='a'";
+  for (int i = 1; i < 256; ++i) terms += "|1='a'";
+  EXPECT_EQ(AddConditionText(terms), kOk);
+  EXPECT_EQ(run.keys.termCount, 256U);
+}
+
+TEST_F(ConditionsTest, ParseCompoundRefusesTheTerm257) {
+  std::string terms = "=1='a'";
+  for (int i = 1; i < 257; ++i) terms += "|1='a'";
+  EXPECT_EQ(AddConditionText(terms), -118);
+  EXPECT_EQ(run.keys.termCount, 256U);
+}
+
 TEST_F(ConditionsTest, AndBindsTighterThanOr) {
   // 1 | (2 & 3)
   ASSERT_EQ(AddConditionText("=1='y'|2='y'&3='y'"), kOk);

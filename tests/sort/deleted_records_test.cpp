@@ -183,6 +183,16 @@ TEST_F(SkipDeletedRecordsTest, PassesOnTheFailureOfTheList) {
   EXPECT_EQ(AreaItems(), (Items{{0, 2, "a"}}));
 }
 
+TEST_F(SkipDeletedRecordsTest, PassesOnTheFailureOfTheListOfBinaryRecords) {
+  UseBinary(2);
+  UseKey(1, 1, 10);
+  StartTree(run, 1, entry::Size(1));
+  OpenData("ab" + Nuls(2 * 127) + "cd");
+  calls.FailFrom<&SystemCalls::write>(1, ENOSPC);
+  EXPECT_EQ(CreateSubList(run), -8);
+  EXPECT_EQ(AreaItems(), (Items{{0, 2, "a"}}));
+}
+
 TEST_F(SkipDeletedRecordsTest, FailsWhenTheDataCannotBeReadOn) {
   run.data.recordLength = 1000;
   UseKey(1, 1, 10);

@@ -311,6 +311,35 @@ TEST_F(MergeTest, DoFancyMergeTellsThatAPassCouldNotBeWritten) {
   EXPECT_EQ(run.files.workFile, run.files.workFd2);  // the file that the driver names
 }
 
+// 262144 bytes are written at once: 16384 items of 16 bytes, or 16383 and the end marker. A write
+// that fails is not tried again.
+class LargeGroup : public MergeTest {
+ protected:
+  // Merges 31 trains in groups of 6, of which the first has this many items.
+  Result MergeAFirstGroupOf(std::uint64_t items) {
+    run.keys.keyLength = 6;
+    SizeArea(100);
+    std::vector<Items> trains;
+    for (std::uint64_t i = 0; i < 31; ++i) trains.push_back({{1000000 + i, 10, "zzzzzz"}});
+    for (std::uint64_t i = 6; i < items; ++i) {
+      trains[0].insert(trains[0].end() - 1, {i, 10, "aaaaaa"});
+    }
+    UseTrains(trains);
+    calls.FailNth<&SystemCalls::write>(1, ENOSPC);
+    return DoFancyMerge(run);
+  }
+};
+
+TEST_F(LargeGroup, DoFancyMergeEndsAtAnItemThatCannotBeWritten) {
+  EXPECT_EQ(MergeAFirstGroupOf(16384), -158);
+  EXPECT_EQ(calls.Count<&SystemCalls::write>(), 1);
+}
+
+TEST_F(LargeGroup, DoFancyMergeEndsAtAnEndMarkerThatCannotBeWritten) {
+  EXPECT_EQ(MergeAFirstGroupOf(16383), -158);
+  EXPECT_EQ(calls.Count<&SystemCalls::write>(), 1);
+}
+
 TEST_F(MergeTest, DoFancyMergePassesOnTheConsumersResult) {
   SizeArea(100);
   UseRandomTrains(40, 5);

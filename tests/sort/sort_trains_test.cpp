@@ -303,6 +303,15 @@ TEST_F(SortTrainsTest, TellsThatATrainCouldNotBeWritten) {
   EXPECT_EQ(Sort(Descending(9)), -158);
 }
 
+// The items of 22000 records are more than the 262144 bytes that are written at once.
+TEST_F(SortTrainsTest, EndsATrainAtTheFirstWriteThatFails) {
+  std::string data;
+  for (int i = 0; i < 22000; ++i) data += "aa\n";
+  calls.FailNth<&SystemCalls::write>(1, ENOSPC);
+  EXPECT_EQ(Sort(data, 30000), -158);
+  EXPECT_EQ(calls.Count<&SystemCalls::write>(), 1);
+}
+
 TEST_F(SortTrainsTest, TellsThatTheOnlyTrainCouldNotBeWritten) {
   calls.FailFrom<&SystemCalls::write>(1, ENOSPC);
   EXPECT_EQ(Sort("aa\n"), -158);
