@@ -11,13 +11,15 @@ namespace tavindex {
 
 namespace {
 
+// A call that is interrupted more often than this fails: signals do not come that fast.
+constexpr int kMostInterrupts = 1000;
+
 // Repeats a call that a signal interrupted.
 template <typename Call>
 auto Uninterrupted(Call call) {
-  for (;;) {
-    const auto result = call();
-    if (result >= 0 || errno != EINTR) return result;
-  }
+  auto result = call();
+  for (int i = 0; i < kMostInterrupts && result < 0 && errno == EINTR; ++i) result = call();
+  return result;
 }
 
 }  // namespace

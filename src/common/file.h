@@ -1,6 +1,7 @@
 // The file layer: thin wrappers over the system-call table that retry interrupted calls and
-// finish short ones, so that no caller ever sees EINTR. All sizes and offsets are in bytes;
-// descriptors are plain integers, kNoFile when closed. Failures leave errno set.
+// finish short ones; only a call that is interrupted without end fails with EINTR. All sizes and
+// offsets are in bytes; descriptors are plain integers, kNoFile when closed. Failures leave errno
+// set.
 #pragma once
 
 #include <sys/stat.h>

@@ -236,7 +236,7 @@ struct WriterState {
 
 // Lines on their way into the error file.
 struct ErrorLines {
-  std::array<std::uint8_t, 64 * 1024> text{};
+  std::array<std::uint8_t, 65536> text{};
   std::size_t used = 0;  // bytes waiting
 };
 

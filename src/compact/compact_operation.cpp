@@ -26,7 +26,6 @@ namespace {
 struct Compaction {
   TreeReader reader;
   OldList list;
-  StoredLine storedLine;
 };
 
 // The merge's item consumer: every entry goes into the new tree.
@@ -51,11 +50,22 @@ Result PrepareTree(RunContext& run, const TreeReader& reader) {
   return StartTree(run, keyLength, entry::Size(keyLength));
 }
 
+// The new ISI's header holds the line that would build the new ISI.
+Result NameNewIsi(const RunContext& run, Compaction& job) {
+  StoredLine line = job.reader.header.commandLine;
+  if (const Result result = RewriteStoredLine(run.options.buildLine.View(), line); result != kOk) {
+    return result;
+  }
+  std::uint8_t* at = job.reader.front.data() + header::kCommandLine;
+  std::memset(at, 0, header::kCommandLineSize);
+  std::memcpy(at, line.CStr(), line.Size());
+  return kOk;
+}
+
 Result CheckBeforeWriting(RunContext& run, Compaction& job) {
   if (const Result result = InspectList(job.reader, job.list); result != kOk) return result;
-  job.storedLine = job.reader.header.commandLine;
   if (run.options.compactInPlace) return BackupIsi(run);
-  return RewriteStoredLine(run.options.buildLine.View(), job.storedLine);
+  return NameNewIsi(run, job);
 }
 
 // The header as it was, with what the compaction changes; the rest of it belongs to others.
@@ -67,9 +77,6 @@ void UpdateHeader(const RunContext& run, Compaction& job) {
   Store32(at + header::kSpinCounter, reader.header.spinCounter == 0 ? 1 : 0, reader.order);
   Store32(at + header::kReserved36, 0, reader.order);
   Store32(at + header::kDeletedCount, job.list.deletedCount, reader.order);
-  if (run.options.compactInPlace) return;
-  std::memset(at + header::kCommandLine, 0, header::kCommandLineSize);
-  std::memcpy(at + header::kCommandLine, job.storedLine.CStr(), job.storedLine.Size());
 }
 
 // Header and old root first, so that the new nodes find their places behind them.

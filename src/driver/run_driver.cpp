@@ -167,13 +167,11 @@ Result BuildBranch(RunContext& run) {
   return result;
 }
 
-// An empty data file that this run made for its index goes with the index.
-void RemoveUnusedInput(RunContext& run, Result result) {
-  const FileState& files = run.files;
+// Whether the data file is one that this run made for its index, and still empty.
+bool InputIsUnused(const FileState& files) {
   struct stat status;
-  const bool remove = result != kOk && files.createdInput && files.inputFd >= 0 &&
-                      StatFile(files.inputFd, status) && status.st_size == 0;
-  if (remove) RemoveFile(files.dataFileName.CStr());
+  return files.createdInput && files.inputFd >= 0 && StatFile(files.inputFd, status) &&
+         status.st_size == 0;
 }
 
 // Closes what the run had open, removes its work files, and gives its memory back.
@@ -187,11 +185,12 @@ Result CloseRun(RunContext& run, Result result) {
       result = kEndingFailed;
     }
     if (inPlace) files.inputFd = kNoFile;
-    RemoveUnusedInput(run, result);
+    const bool unused = InputIsUnused(files);
     if (!CloseFile(files.inputFd)) {
       ShowMessage(run, "Close(infile) failed.\n");
       result = kEndingFailed;
     }
+    if (unused && result != kOk) RemoveFile(files.dataFileName.CStr());
   }
   CleanUp(run, Ending::kNormal);
   if (run.control.sortMode && result == kOk && run.control.replaceInput) {

@@ -10,7 +10,7 @@
 
 namespace tavindex {
 
-inline constexpr std::size_t kCachedBlockSize = 16 * 1024;  // bytes
+inline constexpr std::size_t kCachedBlockSize = 16384;  // bytes
 inline constexpr std::size_t kCachedBlocks = 8;
 
 struct SectorCache {

@@ -131,6 +131,14 @@ TEST_F(ReadFullyTest, TriesAgainAfterASignal) {
   EXPECT_EQ(ReadFully(fd, bytes), 8);
 }
 
+TEST_F(ReadFullyTest, GivesUpWhenItIsInterruptedWithoutEnd) {
+  OpenWith("abcdefgh");
+  calls.FailFrom<&SystemCalls::read>(1, EINTR);
+  EXPECT_EQ(ReadFully(fd, bytes), -1);
+  EXPECT_EQ(errno, EINTR);
+  EXPECT_EQ(calls.Count<&SystemCalls::read>(), 1001);
+}
+
 TEST_F(ReadFullyTest, FailsWhenTheSecondReadFails) {
   OpenWith("abc");
   calls.FailNth<&SystemCalls::read>(2, EIO);

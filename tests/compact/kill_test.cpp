@@ -6,72 +6,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "driver/clean_up.h"
 #include "lock_holder.h"
 #include "program_test.h"
+#include "signal_at_call.h"
 
 namespace tavindex::test {
 namespace {
-
-// Makes every call through one counter; the Nth raises the signal first.
-struct SignalAtCall {
-  int signal = 0;
-  int at = 0;
-  bool torn = false;  // a write does its first half before
-  int calls = 0;
-
-  void Count() {
-    if (++calls == at) ::raise(signal);
-  }
-};
-
-SignalAtCall plan;
-SystemCalls original;
-
-int OpenCall(const char* path, int flags, mode_t mode) {
-  plan.Count();
-  return original.open(path, flags, mode);
-}
-int CloseCall(int fd) {
-  plan.Count();
-  return original.close(fd);
-}
-ssize_t ReadCall(int fd, void* bytes, std::size_t count) {
-  plan.Count();
-  return original.read(fd, bytes, count);
-}
-ssize_t WriteCall(int fd, const void* bytes, std::size_t count) {
-  if (plan.torn && plan.calls + 1 == plan.at) original.write(fd, bytes, count / 2);
-  plan.Count();
-  return original.write(fd, bytes, count);
-}
-int TruncateCall(int fd, off_t size) {
-  plan.Count();
-  return original.ftruncate(fd, size);
-}
-int SyncCall(int) {
-  plan.Count();
-  return 0;
-}
-int UnlinkCall(const char* path) {
-  plan.Count();
-  return original.unlink(path);
-}
-
-void CountEveryCall() {
-  original = systemCalls;
-  systemCalls.open = OpenCall;
-  systemCalls.close = CloseCall;
-  systemCalls.read = ReadCall;
-  systemCalls.write = WriteCall;
-  systemCalls.ftruncate = TruncateCall;
-  systemCalls.fsync = SyncCall;
-  systemCalls.unlink = UnlinkCall;
-}
 
 struct Ended {
   bool bySignal = false;
@@ -88,24 +33,19 @@ class Killed : public ProgramTest {
   }
 
   void PutFiles() const {
-    for (const std::string& name : FilesLeft()) std::filesystem::remove(scratch.Path(name));
-    WriteBytes("old.ISI", tree_.image);
-    scratch.Write("data.TXT", "not looked at");
+    ProgramTest::PutFiles({{"old.ISI", TextOf(tree_.image)}, {"data.TXT", "not looked at"}});
   }
 
-  // Starts the run in a process of its own, with the program's handlers.
-  pid_t Start(const std::vector<std::string>& arguments, const ConsoleCapture& console) {
+  // Starts the run in a process of its own, with the program's handlers; `prepare` may change its
+  // calls to the system.
+  pid_t Start(
+      const std::vector<std::string>& arguments, const ConsoleCapture& console,
+      void (*prepare)() = [] {}) {
     const pid_t child = ::fork();
     if (child != 0) return child;
     CountEveryCall();
-    InstallInterruptHandler();
-    std::vector<std::string> texts = arguments;
-    texts.insert(texts.begin(), "tavindex");
-    std::vector<char*> argv;
-    for (std::string& text : texts) argv.push_back(text.data());
-    const int argc = static_cast<int>(argv.size());
-    const Result code = RunDriver(argc, argv.data(), nullptr, 0, console.Stream(), false);
-    ::_exit(code == kOk ? 0 : 1);
+    prepare();
+    RunInterruptible(arguments, console.Stream());
   }
   static Ended WaitFor(pid_t child, const ConsoleCapture& console) {
     int status = 0;
@@ -121,7 +61,7 @@ class Killed : public ProgramTest {
   }
   Ended RunWith(const SignalAtCall& signal, const std::vector<std::string>& arguments) {
     PutFiles();
-    plan = signal;
+    signalPlan = signal;
     const ConsoleCapture console;
     return WaitFor(Start(arguments, console), console);
   }
@@ -197,7 +137,7 @@ TEST_F(Killed, WaitForTheRangeLockCanBeInterrupted) {
     PutFiles();
     const LockHolder writer(scratch.Path("data.TXT"), F_WRLCK, kRangeLockBytes, 2);
     ASSERT_TRUE(writer.Held());
-    plan = {};
+    signalPlan = {};
     const ConsoleCapture console;
     const pid_t child = Start({names, "-c"}, console);
     WaitForText(console, "Compacting");

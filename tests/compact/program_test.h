@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -79,6 +80,18 @@ class ProgramTest : public ::testing::Test {
     }
     std::sort(names.begin(), names.end());
     return names;
+  }
+
+  // The same with what is in them.
+  std::map<std::string, std::string> ReadFiles() const {
+    std::map<std::string, std::string> files;
+    for (const std::string& name : FilesLeft()) files[name] = scratch.Read(name);
+    return files;
+  }
+  // Makes these the only files.
+  void PutFiles(const std::map<std::string, std::string>& files) const {
+    for (const std::string& name : FilesLeft()) ::unlink(scratch.Path(name).c_str());
+    for (const auto& [name, content] : files) scratch.Write(name, content);
   }
 
   EnvironmentGuard environment;

@@ -128,6 +128,8 @@ TEST_F(BuildHeaderTest, DropsADriveLetter) {
   EXPECT_EQ(BuildHeader(run).dataFileName.View(), "NAMES.TXT");
   run.files.dataFileName.Assign("1:NAMES.TXT");
   EXPECT_EQ(BuildHeader(run).dataFileName.View(), "1:NAMES.TXT");
+  run.files.dataFileName.Assign("[:NAMES.TXT");  // behind the letters
+  EXPECT_EQ(BuildHeader(run).dataFileName.View(), "[:NAMES.TXT");
 }
 
 TEST_F(BuildHeaderTest, StoresALineOf527Characters) {

@@ -294,6 +294,12 @@ TEST_F(CreateSubListTest, AcceptsARecordOf65534BytesWithAOneByteMark) {
             (Items{{0, 65534, "a"}, {65534, 2, "b"}}));
 }
 
+TEST_F(CreateSubListTest, AcceptsARecordOf65534BytesByteByByte) {
+  run.scan.fastWalk = false;
+  EXPECT_EQ(Scan(std::string(65533, 'a') + "\nb\n", 1, 1),
+            (Items{{0, 65534, "a"}, {65534, 2, "b"}}));
+}
+
 TEST_F(CreateSubListTest, RefusesARecordOf65535BytesWithAOneByteMark) {
   UseKey(1, 1, 4);
   OpenData("b\n" + std::string(65534, 'a') + "\n");

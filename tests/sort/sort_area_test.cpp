@@ -106,6 +106,17 @@ TEST_P(BothMethods, KeepsEqualKeysInTheOrderOfTheirAddresses) {
   EXPECT_EQ(sorted.back().lfa, 0x100000005U);
 }
 
+TEST_P(BothMethods, SortsAnAreaWithoutAnEndMarker) {
+  run.control.sortMethod = Method();
+  SizeArea(2);  // three items at most, of which the scanner makes the last one an end marker
+  FillArea({{8, 3, "bb"}, {0, 3, "cc"}});
+  const std::string last = ItemBytes({4, 3, "aa"});
+  std::copy(last.begin(), last.end(), run.sort.sortMemoryBase + 2 * 12);
+  SortSubList(run);
+  const std::uint32_t* refs = ItemReferences(run);
+  EXPECT_EQ(std::vector<std::uint32_t>(refs, refs + 3), (std::vector<std::uint32_t>{24, 0, 12}));
+}
+
 TEST_P(BothMethods, LeavesTheItemsWhereTheyAre) {
   const Items items = MakeItems(Shape::kReversed, 20);
   Sorted(items, Method());

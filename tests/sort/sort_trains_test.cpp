@@ -43,6 +43,7 @@ TEST_F(TrainsTest, SizeSortAreaNeedsThreeShares) {
 TEST_F(TrainsTest, SizeSortAreaRefusesAnAreaOfNothing) {
   run.sort.sortAreaSize = 0;
   EXPECT_FALSE(SizeSortArea(run, 5));
+  EXPECT_EQ(run.sort.maxItems, 0U);
 }
 
 // ---- WriteSortTrain ----

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -14,10 +15,20 @@
 
 namespace tavindex::test {
 
+// In memory where there is room for the largest test: most tests do little but create and sync
+// files.
+inline std::string ScratchRoot() {
+  constexpr unsigned long long kRoom = 1ULL << 30;
+  struct statvfs status;
+  const bool roomy = ::statvfs("/dev/shm", &status) == 0 &&
+                     status.f_bavail * static_cast<unsigned long long>(status.f_frsize) >= kRoom;
+  return roomy && ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+}
+
 class ScratchDirectory {
  public:
   ScratchDirectory() {
-    std::string pattern = "/tmp/tavindex_test_XXXXXX";
+    std::string pattern = ScratchRoot() + "/tavindex_test_XXXXXX";
     path_ = ::mkdtemp(pattern.data());
   }
   ~ScratchDirectory() {
