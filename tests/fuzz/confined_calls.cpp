@@ -39,6 +39,17 @@ int Chmod(const char* path, mode_t mode) {
 int MakeUnique(char* pattern) { return StaysInside(pattern) ? original.mkstemp(pattern) : -1; }
 int Sync(int) { return 0; }
 
+// -m may ask for 4 GiB, which the sanitizers would hold against the program.
+void* Allocate(std::size_t size) {
+  constexpr std::size_t kMost = 64 * 1024 * 1024;
+  return size <= kMost ? original.allocate(size) : nullptr;
+}
+
+std::string ScratchRoot() {
+  if (const char* named = std::getenv("TMPDIR")) return named;
+  return std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
+}
+
 std::string scratch;
 void RemoveScratch() { std::filesystem::remove_all(scratch); }
 
@@ -46,11 +57,9 @@ void RemoveScratch() { std::filesystem::remove_all(scratch); }
 
 void ConfineToScratch() {
   if (!scratch.empty()) return;
-  const char* shared = std::filesystem::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
-  scratch = std::string(shared) + "/tavindex_fuzz_XXXXXX";
+  scratch = ScratchRoot() + "/tavindex_fuzz_XXXXXX";
   if (::mkdtemp(scratch.data()) == nullptr || ::chdir(scratch.c_str()) != 0) std::abort();
   std::atexit(RemoveScratch);
-  ::setenv("TMPDIR", ".", 1);
   original = systemCalls;
   systemCalls.open = Open;
   systemCalls.unlink = Unlink;
@@ -58,6 +67,7 @@ void ConfineToScratch() {
   systemCalls.chmod = Chmod;
   systemCalls.mkstemp = MakeUnique;
   systemCalls.fsync = Sync;
+  systemCalls.allocate = Allocate;
 }
 
 }  // namespace tavindex::test

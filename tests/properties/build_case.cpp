@@ -3,7 +3,7 @@
 //   1. the shape: how many records, how long, which end-of-record, which irregularities
 //   2. the data file
 //   3. key specifications, conditions and options, as text and as the checker's request
-//   4. the sort memory, from room for a single record upwards
+//   4. the sort memory, from room for a single record upwards, twice
 
 #include "build_case.h"
 
@@ -29,7 +29,8 @@ class CaseMaker {
       MakeTextData();
     }
     MakeOptions();
-    MakeMemory();
+    made_.memoryOption = DrawMemory();
+    made_.otherMemoryOption = DrawMemory();
   }
 
   BuildCase Take() { return std::move(made_); }
@@ -83,10 +84,12 @@ class CaseMaker {
     return static_cast<char>(OneOf({'a', 'A'}) + static_cast<int>(Below(letters_)));
   }
   std::string RecordBytes(unsigned length) {
+    constexpr std::size_t kSamples = 30;
     std::string record;
     while (record.size() < length) record.push_back(DataByte());
     // A NUL or Ctrl-Z in front has a meaning of its own, which is drawn elsewhere.
     if (!record.empty() && (record[0] == 0 || record[0] == kCtrlZ)) record[0] = 'x';
+    if (samples_.size() < kSamples) samples_.push_back(record);
     return record;
   }
 
@@ -277,10 +280,24 @@ class CaseMaker {
     if (from != to || Percent(20)) options_ += "-" + std::to_string(to);
   }
 
+  // What a condition on that column compares with. Mostly bytes that stand there in some record, so
+  // that records on both sides of the comparison, and equal ones, are there.
+  std::string ConditionText(unsigned column, unsigned length) {
+    std::string text;
+    while (text.size() < length) text.push_back(ConditionByte());
+    if (samples_.empty() || Percent(25)) return text;
+    const std::string& record = samples_[Below(static_cast<unsigned>(samples_.size()))];
+    for (std::size_t i = 0; i < length && column - 1 + i < record.size(); ++i) {
+      if (CanBeTyped(record[column - 1 + i])) text[i] = record[column - 1 + i];
+    }
+    return text;
+  }
   char ConditionByte() {
     const char c = static_cast<char>(letters_ == 256 ? Between(33, 126) : Between('A', 'f'));
-    return c == '"' || c == '\0' ? 'a' : c;
+    return CanBeTyped(c) ? c : 'a';
   }
+  // A double quote would begin the quoted form.
+  static bool CanBeTyped(char c) { return static_cast<unsigned char>(c) >= ' ' && c != '"'; }
 
   void AddConditions() {
     if (Percent(50)) return AddCompound();
@@ -288,8 +305,8 @@ class CaseMaker {
   }
 
   void AddSimple() {
-    SimpleCondition condition{
-        .column = DrawColumn(), .equal = Percent(30), .value = ConditionByte()};
+    SimpleCondition condition{.column = DrawColumn(), .equal = Percent(30), .value = ' '};
+    condition.value = ConditionText(condition.column, 1)[0];
     made_.request.conditions.push_back(condition);
     options_ += ",p" + std::to_string(condition.column) + (condition.equal ? "=" : "#");
     const bool quoted = Percent(30);
@@ -323,9 +340,8 @@ class CaseMaker {
     const auto& [op, forms] = kOperators[Below(static_cast<unsigned>(kOperators.size()))];
     term.op = op;
     options_ += forms[Below(static_cast<unsigned>(forms.size()))];
-    for (unsigned length = Percent(80) ? 1 : Between(2, 12); length > 0; --length) {
-      term.value += Percent(5) ? '\'' : ConditionByte();
-    }
+    term.value = ConditionText(term.column, Percent(80) ? 1 : Between(2, 12));
+    for (char& c : term.value) c = Percent(5) ? '\'' : c;
     options_ += "'";
     for (const char c : term.value) options_ += c == '\'' ? std::string("''") : std::string(1, c);
     options_ += "'";
@@ -342,7 +358,7 @@ class CaseMaker {
 
   // ---- 4. Memory ----
 
-  void MakeMemory() {
+  std::string DrawMemory() {
     unsigned keyLength = 0;
     for (const KeyRange& key : made_.request.keys) {
       keyLength += std::max(key.from, key.to) - std::min(key.from, key.to) + 1;
@@ -350,7 +366,7 @@ class CaseMaker {
     const unsigned share = keyLength + 10 + 4;  // an item and its reference
     const unsigned items = OneOf({3U, 3U, 4U, 5U, 8U, 12U, 20U, 100U, 1000U});
     const unsigned slack = Below(share);
-    made_.memoryOption = "-m" + std::to_string(items * share + slack);
+    return "-m" + std::to_string(items * share + slack);
   }
 
   static const std::vector<std::pair<Operator, std::vector<std::string>>> kOperators;
@@ -362,7 +378,8 @@ class CaseMaker {
   unsigned records_ = 0;
   unsigned length_ = 0;  // of a record, without its mark
   std::string mark_;
-  unsigned letters_ = 0;  // different data bytes: few of them give many duplicates
+  std::vector<std::string> samples_;  // records of the data
+  unsigned letters_ = 0;              // different data bytes: few of them give many duplicates
   bool tabs_ = false;
   bool deletions_ = false;
   bool irregular_ = false;

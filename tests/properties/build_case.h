@@ -15,6 +15,7 @@ struct BuildCase {
   BuildRequest request;
   HeaderRequest header;
   std::string memoryOption;  // "-m" and its value
+  std::string otherMemoryOption;
 
   // The program's arguments, with the sort method's option "0" or "1".
   std::vector<std::string> Arguments(char method) const;

@@ -1,8 +1,10 @@
 #include "program_run.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -31,6 +33,10 @@ std::string ReadAll(int fd) {
   return text;
 }
 
+double Seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
 }  // namespace
 
 ProgramResult RunProgram(const std::string& directory, const std::vector<std::string>& arguments) {
@@ -42,13 +48,18 @@ ProgramResult RunProgram(const std::string& directory, const std::vector<std::st
   int pipe[2];
   ProgramResult result;
   if (::pipe(pipe) != 0) return result;
+  const auto start = std::chrono::steady_clock::now();
   const pid_t child = ::fork();
   if (child == 0) BecomeTheProgram(directory, argv.data(), pipe[1]);
   ::close(pipe[1]);
   result.output = ReadAll(pipe[0]);
   ::close(pipe[0]);
   int status = 0;
-  ::waitpid(child, &status, 0);
+  rusage usage{};
+  ::wait4(child, &status, 0, &usage);
+  result.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  result.cpuSeconds = Seconds(usage.ru_utime) + Seconds(usage.ru_stime);
+  result.peakKilobytes = usage.ru_maxrss;
   result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return result;
 }

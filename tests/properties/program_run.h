@@ -11,6 +11,9 @@ namespace tavindex::test {
 struct ProgramResult {
   int exitStatus = -1;  // 128 and more: ended by that signal
   std::string output;
+  double seconds = 0;  // from start to end
+  double cpuSeconds = 0;
+  long peakKilobytes = 0;  // memory in use at most
 };
 
 // `arguments` without the program's name. Work files go into `directory`.
