@@ -30,7 +30,8 @@ Result WriteSector(RunContext& run, const Sector& sector) {
 }
 
 // Copies the chain to `position` of the output, linked for its final place from 1536 on.
-Result CopyChain(RunContext& run, TreeReader& reader, const OldList& list, std::int64_t position) {
+Result CopyChain(RunContext& run, const TreeReader& reader, const OldList& list,
+                 std::int64_t position) {
   std::uint32_t address = reader.header.deletedListHead;
   std::uint32_t next = AddressOf(run, kOpenListOffset);
   for (std::uint32_t copied = 1; copied <= list.sectors; ++copied) {
@@ -62,7 +63,7 @@ Result MoveChainDown(RunContext& run, const OldList& list, std::int64_t from) {
   return kOk;
 }
 
-Result WriteChain(RunContext& run, TreeReader& reader, const OldList& list) {
+Result WriteChain(RunContext& run, const TreeReader& reader, const OldList& list) {
   run.isi.deletedListHead = AddressOf(run, kOpenListOffset);
   run.isi.nextNodeAddr =
       run.isi.deletedListHead + std::uint64_t{list.sectors - 1} * AddressStep(run);
@@ -89,7 +90,7 @@ Result WriteUnusedSlot(RunContext& run, const TreeReader& reader, ListFate fate)
 
 }  // namespace
 
-Result InspectList(TreeReader& reader, OldList& list) {
+Result InspectList(const TreeReader& reader, OldList& list) {
   list = OldList{};
   std::uint32_t address = reader.header.deletedListHead;
   if (DropsList(reader.header)) {
@@ -111,7 +112,7 @@ Result InspectList(TreeReader& reader, OldList& list) {
   return kOk;
 }
 
-Result WriteListPart(RunContext& run, TreeReader& reader, const OldList& list) {
+Result WriteListPart(RunContext& run, const TreeReader& reader, const OldList& list) {
   if (list.fate == ListFate::kKept) return WriteChain(run, reader, list);
   return WriteUnusedSlot(run, reader, list.fate);
 }

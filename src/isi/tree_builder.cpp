@@ -169,7 +169,7 @@ Result InsertKey(RunContext& run, const KeyItem& item) {
 }
 
 Result FinishTree(RunContext& run) {
-  IsiState& isi = run.isi;
+  const IsiState& isi = run.isi;
   std::uint32_t lastWritten = 0;
   if (const Result result = WriteOpenLevels(run, lastWritten); result != kOk) return result;
   std::uint8_t* root = LevelNode(run, isi.topLevel);

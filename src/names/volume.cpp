@@ -39,7 +39,7 @@ void SlashToSeparator(const RunContext& run, PathText& name) {
   }
 }
 
-std::size_t ReplaceVolume(RunContext& run, PathText& name, std::size_t colon,
+std::size_t ReplaceVolume(const RunContext& run, PathText& name, std::size_t colon,
                           std::string_view directory) {
   name.Truncate(colon);
   SlashToSeparator(run, name);

@@ -10,7 +10,7 @@ namespace tavindex {
 namespace {
 
 // References the items up to the end marker or the area's end; gives their number.
-std::uint32_t ReferenceItems(RunContext& run, std::uint32_t* refs) {
+std::uint32_t ReferenceItems(const RunContext& run, std::uint32_t* refs) {
   const SortState& sort = run.sort;
   std::uint32_t offset = 0;
   for (std::uint32_t n = 0; n < sort.maxItems; ++n, offset += sort.itemSize) {

@@ -143,7 +143,8 @@ Result WriteSortTrain(RunContext& run) {
   SortState& sort = run.sort;
   if (!OpenTrain(run, sort.sortMemoryBase + *ItemReferences(run))) return kWorkWriteFailed;
   // The size of a full train: only the last can be shorter, and nothing follows it.
-  sort.workFilePos += (std::int64_t{sort.maxItems} - 1) * sort.itemSize;
+  const std::int64_t items = sort.maxItems - 1;
+  sort.workFilePos += items * sort.itemSize;
   return WriteItems(run) ? kOk : kWorkWriteFailed;
 }
 
