@@ -7,8 +7,8 @@ A fenced block tells by its first line what becomes of it:
     ```sh                     not run; the line before the block says why: <!-- not run: REASON -->
     ``` or another word       no commands
 
-All blocks of a document run in one scratch folder, in order, on a terminal of 80 columns, with the
-programs that were built, and the scripts of examples/, on the PATH. `cd` lasts, and `$?` is the
+All blocks of a document run in one scratch folder, in order, on a terminal of 80 columns (through a
+pipe where the machine gives none), with the programs that were built, and the scripts of examples/, on the PATH. `cd` lasts, and `$?` is the
 status of the command before. In the expected output
 
     ...      alone on a line stands for any lines
@@ -19,7 +19,6 @@ command is `echo $?`.
 """
 
 import os
-import pty
 import re
 import select
 import signal
@@ -32,6 +31,7 @@ from dataclasses import dataclass, field
 CLOCK = re.compile(r"\b\d\d:\d\d:\d\d\b")
 NOT_RUN = re.compile(r"<!-- not run: (.+) -->")
 FENCE = re.compile(r"^\s*```(.*)$")
+ECHO = re.compile(rb"^tavindex .* \n", re.MULTILINE)  # the arguments, when no terminal is there
 CONTROL = re.compile(r"\x1b\[[0-9;]*[A-Za-z]|.", re.DOTALL)
 TIME_LIMIT = 60
 
@@ -110,47 +110,67 @@ def as_shown(data):
     return screen
 
 
+def open_terminal():
+    """The two sides of a new terminal of 80 columns, or None where there are none: some chroots."""
+    try:
+        ours, theirs = os.openpty()
+    except OSError:
+        return None
+    fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 25, 80, 0, 0))
+    return ours, theirs
+
+
 class Terminal:
     """Runs commands of a document, each on a terminal of its own, in a folder that `cd` changes."""
 
     def __init__(self, folder, env):
         self.folder, self.env, self.status = str(folder), env, 0
+        self.is_terminal = True
 
     def run(self, command):
         """Runs a command and gives the lines that it shows."""
+        terminal = open_terminal()
+        self.is_terminal = terminal is not None
+        ours, theirs = terminal or os.pipe()
         reader, writer = os.pipe()
         script = f'(exit {self.status})\n{command}\nstatus=$?\npwd >&{writer}\nexit "$status"\n'
-        pid, master = pty.fork()
+        pid = os.fork()
         if pid == 0:
+            os.setsid()
+            if self.is_terminal:
+                fcntl.ioctl(theirs, termios.TIOCSCTTY, 0)
+            for standard in (0, 1, 2):
+                os.dup2(theirs, standard)
+            os.close(ours)
             os.close(reader)
             os.set_inheritable(writer, True)
             os.chdir(self.folder)
             os.execve("/bin/sh", ["sh", "-c", script], self.env)
-        fcntl.ioctl(master, termios.TIOCSWINSZ, struct.pack("HHHH", 25, 80, 0, 0))
+        os.close(theirs)
         os.close(writer)
-        shown = self.collect(pid, master)
+        shown = self.collect(pid, ours)
         with os.fdopen(reader) as where:
             folder = where.readline().rstrip("\n")
         self.folder = folder or self.folder
-        return as_shown(shown)
+        return as_shown(shown if self.is_terminal else ECHO.sub(b"", shown))
 
-    def collect(self, pid, master):
+    def collect(self, pid, ours):
         """Everything that the terminal receives until the command ends."""
         shown, end = b"", time.monotonic() + TIME_LIMIT
         while True:
-            ready, _, _ = select.select([master], [], [], max(0, end - time.monotonic()))
+            ready, _, _ = select.select([ours], [], [], max(0, end - time.monotonic()))
             if not ready:
                 os.kill(pid, signal.SIGKILL)
                 shown += b"\n(ran too long)\n"
                 break
             try:
-                piece = os.read(master, 65536)
+                piece = os.read(ours, 65536)
             except OSError:  # the other side is closed
                 piece = b""
             if not piece:
                 break
             shown += piece
-        os.close(master)
+        os.close(ours)
         self.status = os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
         return shown
 

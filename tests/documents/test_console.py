@@ -55,9 +55,11 @@ class ConsoleRules(unittest.TestCase):
     def test_terminal_keeps_folder_and_status(self):
         with tempfile.TemporaryDirectory() as folder:
             terminal = console.Terminal(folder, environment(folder))
-            self.assertEqual(terminal.run("mkdir sub; cd sub; test -t 1"), [])
+            self.assertEqual(terminal.run("mkdir sub; cd sub"), [])
             self.assertEqual(terminal.run('basename "$PWD"; exit 3'), ["sub"])
             self.assertEqual(terminal.run("echo $?"), ["3"])
+            terminal.run("test -t 1 && test -t 0")
+            self.assertEqual(terminal.status == 0, terminal.is_terminal)
 
 
 class Documents(unittest.TestCase):
