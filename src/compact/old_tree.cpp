@@ -32,7 +32,6 @@ std::uint32_t FillArea(RunContext& run, TreeReader& reader, WalkStatus& status) 
     StoreItem(reader, slot);
     slot += run.sort.itemSize;
     ++items;
-    ++run.scan.recordCount;
   }
   item::WriteEndMarker(slot, run.sort.itemSize);
   return items;
@@ -60,7 +59,6 @@ Result RefuseMemory(RunContext& run) {
 }  // namespace
 
 Result WriteOldEntries(RunContext& run, TreeReader& reader) {
-  run.scan.recordCount = 0;
   run.sort.trainCount = 0;
   WalkStatus status = FirstEntry(reader);
   for (;;) {

@@ -66,9 +66,7 @@ Result AddToHeaderTable(RunContext& run, const KeyMapEntry& entry) {
 // The character of a simple condition, plain or in double quotes.
 bool ReadCompareChar(ConditionText& condition, std::uint8_t& character) {
   const bool quoted = Peek(condition) == '"';
-  if (quoted && (condition.at + 2 >= condition.text.size() || Peek(condition, 2) != '"')) {
-    return false;
-  }
+  if (quoted && Peek(condition, 2) != '"') return false;
   if (AtEnd(condition)) return false;
   character = static_cast<std::uint8_t>(Peek(condition, quoted ? 1 : 0));
   condition.at += quoted ? 3 : 1;
@@ -126,7 +124,7 @@ constexpr OperatorForm kOperatorForms[] = {
 bool StartsWithForm(std::string_view text, std::string_view form) {
   if (text.size() < form.size()) return false;
   for (std::size_t i = 0; i < form.size(); ++i) {
-    const bool isLetter = form[i] >= 'a' && form[i] <= 'z';
+    const bool isLetter = form[i] >= 'a';
     if ((isLetter ? text[i] | 32 : text[i]) != form[i]) return false;
   }
   return true;
@@ -220,9 +218,9 @@ bool ApplyOperator(Operator op, int order) {
     case Operator::kLessOrEqual:
       return order <= 0;
     case Operator::kGreaterOrEqual:
-      return order >= 0;
+      break;
   }
-  return false;
+  return order >= 0;
 }
 
 // How the record from `column` on compares with the value: negative, 0 or positive.

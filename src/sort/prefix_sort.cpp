@@ -38,7 +38,7 @@ struct PrefixByte {
   std::uint8_t Of(const PrefixRef& ref) const {
     return static_cast<std::uint8_t>(ref.prefix >> shift);
   }
-  void Fetch(const PrefixRef&) const {}
+  void Fetch(const PrefixRef& /*ref*/) const {}
 };
 
 class AreaSorter {
