@@ -1,6 +1,10 @@
 #include "common/console.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdarg>
+
+#include "common/interrupt_guard.h"
 
 namespace tavindex {
 
@@ -17,7 +21,30 @@ bool NeverCancelled() { return false; }
 
 CancelPoll cancelPoll = NeverCancelled;
 
+void ShowLine(RunContext& run, std::string_view line) {
+  WaitingLines& waiting = run.console.waiting;
+  if (line.size() > waiting.text.size() - waiting.used) FlushLines(run);
+  std::copy(line.begin(), line.end(),
+            waiting.text.begin() + static_cast<std::ptrdiff_t>(waiting.used));
+  // An interrupt finds whole lines only.
+  std::atomic_signal_fence(std::memory_order_release);
+  waiting.used += line.size();
+  if (run.console.progressOn) FlushLines(run);
+}
+
+void FlushLines(RunContext& run) {
+  WaitingLines& waiting = run.console.waiting;
+  if (waiting.used == 0) return;
+  const InterruptGuard guard;
+  const std::size_t used = waiting.used;
+  waiting.used = 0;
+  if (run.console.consoleStream == nullptr) return;
+  std::fwrite(waiting.text.data(), 1, used, run.console.consoleStream);
+  std::fflush(run.console.consoleStream);
+}
+
 bool ShowMessage(RunContext& run, const char* text) {
+  FlushLines(run);
   if (run.console.consoleStream != nullptr) {
     std::fputs(text, run.console.consoleStream);
     std::fflush(run.console.consoleStream);

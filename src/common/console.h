@@ -3,6 +3,8 @@
 // that went away must not end an index run.
 #pragma once
 
+#include <string_view>
+
 #include "common/run_context.h"
 
 namespace tavindex {
@@ -14,6 +16,14 @@ extern CancelPoll cancelPoll;
 
 // Writes the text as it stands and flushes. Returns the cancel poll's answer.
 bool ShowMessage(RunContext& run, const char* text);
+
+// The same for a line of which there can be as many as records: on a terminal at once, elsewhere
+// with others like it in one write, at the latest before the next message. It ends in "\n" and is
+// 256 bytes long at most.
+void ShowLine(RunContext& run, std::string_view line);
+
+// Writes the lines that are waiting.
+void FlushLines(RunContext& run);
 
 // The same for a progress line, which ends in "\r": only while progressOn is set.
 bool ShowProgress(RunContext& run, const char* text);

@@ -59,12 +59,19 @@ inline constexpr std::uint32_t kSkipRangeLock = 2;
 inline constexpr std::uint32_t kBackupMade = 4;
 inline constexpr std::uint32_t kExclusiveOpen = 8;
 
+// Lines on their way to the console.
+struct WaitingLines {
+  std::array<char, 8192> text{};
+  std::size_t used = 0;  // bytes waiting
+};
+
 struct ConsoleState {
   std::FILE* consoleStream = nullptr;  // where every message goes; null: nothing is printed
   int consoleFd = kNoFile;             // its descriptor, for the interrupt handler
   bool logOpened = false;              // the stream is a log file that the run closes
   bool progressOn = true;
   std::array<char, kMessageSize> messageBuffer{};
+  WaitingLines waiting;
 };
 
 // What the entry and the pre-options decide; stays through a rebuild's second set-up.

@@ -5,6 +5,7 @@
 
 #include <cstring>
 
+#include "common/console.h"
 #include "common/file.h"
 #include "common/interrupt_guard.h"
 #include "isi/error_lines.h"
@@ -102,6 +103,7 @@ void CleanUp(RunContext& run, Ending ending) {
 void CloseLog(RunContext& run) {
   ConsoleState& console = run.console;
   if (console.consoleStream == nullptr) return;
+  FlushLines(run);
   std::fflush(console.consoleStream);
   if (console.logOpened) std::fclose(console.consoleStream);
   console.consoleStream = nullptr;
@@ -126,8 +128,10 @@ void OnInterrupt(int /*signal*/) {
   constexpr char kText[] = "Processing aborted via user interrupt.\n";
   RunContext& run = *runContext;
   if (run.console.consoleFd >= 0) {
-    [[maybe_unused]] const ssize_t count =
-        ::write(run.console.consoleFd, kText, std::strlen(kText));
+    const WaitingLines& waiting = run.console.waiting;
+    [[maybe_unused]] ssize_t count =
+        ::write(run.console.consoleFd, waiting.text.data(), waiting.used);
+    count = ::write(run.console.consoleFd, kText, std::strlen(kText));
   }
   CloseFiles(run, Ending::kAbort);
   RemovePartialBackup(run);

@@ -29,9 +29,10 @@ Result SupplyRecordLength(RunContext& run) {
   return kNullFileNeedsLength;
 }
 
-// All items into the tree. The error file has its lines whatever becomes of the build.
+// All items into the tree. Console and error file have their lines whatever becomes of the build.
 Result InsertItems(RunContext& run) {
   const Result result = run.isi.itemSource(run);
+  FlushLines(run);
   const bool written = FlushErrorLines(run);
   return result == kOk && !written ? kInsertFailed : result;
 }

@@ -60,10 +60,7 @@ Result ReportDuplicate(RunContext& run, const KeyItem& item) {
   if (!wanted || options.quietDups) return kOk;
   Line line;
   char* const end = ComposeDuplicate(run, item, line);
-  if (options.rejectDups) {
-    *PutText(end, "\n") = '\0';
-    ShowMessage(run, line.data());
-  }
+  if (options.rejectDups) ShowLine(run, Text(line, PutText(end, "\n")));
   return AddErrorLine(run, Text(line, PutText(end, "\r\n"))) ? kOk : kNodeWriteFailed;
 }
 

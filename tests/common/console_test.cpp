@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 
+#include <utility>
+
 #include "support/run_test.h"
 
 namespace tavindex::test {
@@ -21,6 +23,7 @@ class CancelRequest {
 
 using ShowMessageTest = RunTest;
 using ShowProgressTest = RunTest;
+using ShowLineTest = RunTest;
 using ComposeTest = RunTest;
 using ShowFormattedTest = RunTest;
 using ShowDebugTest = RunTest;
@@ -37,6 +40,52 @@ TEST_F(ShowMessageTest, FlushesAfterEachWrite) {
   char bytes[32] = {};
   ASSERT_EQ(::pread(console.Descriptor(), bytes, sizeof bytes, 0), 11);
   EXPECT_STREQ(bytes, "out at once");
+}
+
+TEST_F(ShowLineTest, WaitsForTheNextMessage) {
+  ShowLine(run, "one\n");
+  ShowLine(run, "two\n");
+  EXPECT_EQ(console.Text(), "");
+  ShowMessage(run, "message\n");
+  EXPECT_EQ(console.Text(), "one\ntwo\nmessage\n");
+}
+
+TEST_F(ShowLineTest, WaitsForFlushLines) {
+  ShowLine(run, "one\n");
+  FlushLines(run);
+  EXPECT_EQ(console.Text(), "one\n");
+  FlushLines(run);
+  EXPECT_EQ(console.Text(), "one\n");
+}
+
+TEST_F(ShowLineTest, IsSeenAtOnceOnATerminal) {
+  run.console.progressOn = true;
+  ShowLine(run, "one\n");
+  EXPECT_EQ(console.Text(), "one\n");
+}
+
+TEST_F(ShowLineTest, GoesOutInBlocksOf8Kib) {
+  const std::string line = std::string(255, 'x') + "\n";
+  std::string all;
+  for (int i = 0; i < 33; ++i) {
+    EXPECT_EQ(console.Text(), "");
+    if (i == 32) break;
+    ShowLine(run, line);
+    all += line;
+  }
+  ShowLine(run, "y\n");
+  EXPECT_EQ(console.Text(), all);
+  FlushLines(run);
+  EXPECT_EQ(console.Text(), all + "y\n");
+}
+
+TEST_F(ShowLineTest, IsDroppedWithoutAStream) {
+  ShowLine(run, "one\n");
+  std::FILE* stream = std::exchange(run.console.consoleStream, nullptr);
+  FlushLines(run);
+  run.console.consoleStream = stream;
+  FlushLines(run);
+  EXPECT_EQ(console.Text(), "");
 }
 
 TEST_F(ShowMessageTest, AnswersNoWhenNobodyCancels) { EXPECT_FALSE(ShowMessage(run, "x")); }

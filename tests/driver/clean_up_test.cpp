@@ -191,6 +191,12 @@ TEST_F(CleanUpTest, AtAnAbortWritesTheErrorLinesThatAreWaiting) {
   EXPECT_EQ(scratch.Read("err"), "one\r\n");
 }
 
+TEST_F(CleanUpTest, AtAnAbortShowsTheLinesThatAreWaiting) {
+  ShowLine(run, "one\n");
+  CleanUp(run, Ending::kAbort);
+  EXPECT_EQ(console.Text(), "one\n");
+}
+
 TEST_F(CleanUpTest, AtAnAbortEndsTheOutput) {
   OpenAll();
   CleanUp(run, Ending::kAbort);
@@ -387,6 +393,13 @@ TEST_F(OnInterruptTest, LeavesAnIgnoredHangUpIgnored) {
   });
   EXPECT_EQ(status, kBodyReturned);
   EXPECT_TRUE(scratch.Exists("isi"));
+}
+
+TEST_F(OnInterruptTest, ShowsTheLinesThatAreWaitingFirst) {
+  OpenAll();
+  ShowLine(run, "one\n");
+  EXPECT_EQ(Interrupt(SIGINT), 1);
+  EXPECT_EQ(console.Text(), std::string("one\n") + kInterruptText);
 }
 
 TEST_F(OnInterruptTest, WritesTheErrorLinesThatAreWaiting) {

@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "common/console.h"
 #include "isi/deleted_list.h"
 #include "isi/error_lines.h"
 #include "tree_test.h"
@@ -60,6 +61,15 @@ TEST_F(BuildIndexTest, WritesTheErrorLinesWhateverBecomesOfTheItems) {
   };
   EXPECT_EQ(Build(), kWorkReadFailed);
   EXPECT_EQ(scratch.Read("data.ERR"), "line\r\n");
+}
+
+TEST_F(BuildIndexTest, ShowsTheLinesThatAreWaitingWhateverBecomesOfTheItems) {
+  source = [](RunContext& context) {
+    ShowLine(context, "line\n");
+    return kWorkReadFailed;
+  };
+  EXPECT_EQ(Build(), kWorkReadFailed);
+  EXPECT_EQ(console.Text(), "line\n");
 }
 
 TEST_F(BuildIndexTest, FailsWhenTheErrorLinesCannotBeWritten) {

@@ -1,5 +1,6 @@
 #include "isi/duplicates.h"
 
+#include "common/console.h"
 #include "isi/error_lines.h"
 #include "tree_test.h"
 
@@ -15,6 +16,10 @@ class ReportDuplicateTest : public TreeTest {
   Result Report(std::uint64_t position, const std::string& key) {
     return ReportDuplicate(run, {.position = position, .recLength = 9, .key = AsBytes(key).data()});
   }
+  std::string Console() {
+    FlushLines(run);
+    return console.Text();
+  }
   std::string ErrorFile() {
     EXPECT_TRUE(FlushErrorLines(run));
     return scratch.Read("data.ERR");
@@ -25,40 +30,40 @@ TEST_F(ReportDuplicateTest, WritesALineForOptionE) {
   run.options.errorFileWanted = true;
   EXPECT_EQ(Report(0x12ABC, "key1"), kOk);
   EXPECT_EQ(ErrorFile(), "Duplicate Key at:           12ABC Key:key1 \r\n");
-  EXPECT_EQ(console.Text(), "");
+  EXPECT_EQ(Console(), "");
 }
 
 TEST_F(ReportDuplicateTest, ShowsTheLineWhenDuplicatesAreForbidden) {
   run.options.errorFileWanted = run.options.rejectDups = true;
   EXPECT_EQ(Report(0, "key1"), kOk);
   EXPECT_EQ(ErrorFile(), "Duplicate Key at:               0 Key:key1 \r\n");
-  EXPECT_EQ(console.Text(), "Duplicate Key at:               0 Key:key1 \n");
+  EXPECT_EQ(Console(), "Duplicate Key at:               0 Key:key1 \n");
 }
 
 TEST_F(ReportDuplicateTest, TellsThatTheKeyIsIgnored) {
   run.options.errorFileWanted = run.options.rejectDups = run.options.ignoreDups = true;
   EXPECT_EQ(Report(255, "key1"), kOk);
   EXPECT_EQ(ErrorFile(), "Duplicate Key ignored at:              FF Key:key1 \r\n");
-  EXPECT_EQ(console.Text(), "Duplicate Key ignored at:              FF Key:key1 \n");
+  EXPECT_EQ(Console(), "Duplicate Key ignored at:              FF Key:key1 \n");
 }
 
 TEST_F(ReportDuplicateTest, SaysNothingInAQuietRun) {
   run.options.errorFileWanted = run.options.rejectDups = true;
   run.options.ignoreDups = run.options.quietDups = true;
   EXPECT_EQ(Report(255, "key1"), kOk);
-  EXPECT_EQ(ErrorFile() + console.Text(), "");
+  EXPECT_EQ(ErrorFile() + Console(), "");
 }
 
 TEST_F(ReportDuplicateTest, SaysNothingWhenNothingWasAskedFor) {
   EXPECT_EQ(Report(255, "key1"), kOk);
-  EXPECT_EQ(ErrorFile() + console.Text(), "");
+  EXPECT_EQ(ErrorFile() + Console(), "");
 }
 
 TEST_F(ReportDuplicateTest, DropsTheLineWithoutAnErrorFile) {
   CloseFile(run.files.errorFd);
   run.options.errorFileWanted = run.options.rejectDups = true;
   EXPECT_EQ(Report(1, "key1"), kOk);
-  EXPECT_EQ(console.Text(), "Duplicate Key at:               1 Key:key1 \n");
+  EXPECT_EQ(Console(), "Duplicate Key at:               1 Key:key1 \n");
 }
 
 TEST_F(ReportDuplicateTest, ShowsThe64BitPositionAlsoInRecordNumberMode) {
@@ -100,7 +105,7 @@ TEST_F(ReportDuplicateTest, ReportTreeLimitWritesIntoTheErrorFile) {
   EXPECT_EQ(ErrorFile(),
             "\nError! Tree level limit (16) can only support 4294967295 records for this ISI "
             "file! \r\n");
-  EXPECT_EQ(console.Text(), "");
+  EXPECT_EQ(Console(), "");
 }
 
 TEST_F(ReportDuplicateTest, ReportTreeLimitNeedsNoErrorFile) {

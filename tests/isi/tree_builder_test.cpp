@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "common/buffered_write.h"
+#include "common/console.h"
 #include "isi/error_lines.h"
 #include "tree_test.h"
 
@@ -124,6 +125,7 @@ TEST_F(TreeBuilderTest, InsertKeyDropsIgnoredDuplicatesOfAFullLeaf) {
   EXPECT_EQ(Insert(0xABC, KeyOf(30)), kOk);
   EXPECT_EQ(run.isi.ignoredDupCount, 1U);
   EXPECT_EQ(run.isi.topLevel, 0U);
+  FlushLines(run);
   EXPECT_EQ(console.Text(), "Duplicate Key ignored at:             ABC Key: \n");
 }
 
