@@ -3,7 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <string_view>
 
 #include "common/console.h"
 #include "common/file.h"
@@ -59,6 +59,11 @@ void CloseFiles(RunContext& run, Ending ending) {
   CloseOutput(run, ending);
   CloseWorkFile(run, run.files.workFd1, run.files.workFileName1);
   CloseWorkFile(run, run.files.workFd2, run.files.workFileName2);
+}
+
+// Safe in a signal handler. A text that cannot be shown is dropped: nobody is left to be told.
+void ShowAtEnd(int fd, std::string_view text) {
+  [[maybe_unused]] const ssize_t count = ::write(fd, text.data(), text.size());
 }
 
 // A backup that is not complete protects nothing, and its name would refuse the next run; the ISI
@@ -125,13 +130,11 @@ void InstallInterruptHandler() {
 }
 
 void OnInterrupt(int /*signal*/) {
-  constexpr char kText[] = "Processing aborted via user interrupt.\n";
   RunContext& run = *runContext;
   if (run.console.consoleFd >= 0) {
     const WaitingLines& waiting = run.console.waiting;
-    [[maybe_unused]] ssize_t count =
-        ::write(run.console.consoleFd, waiting.text.data(), waiting.used);
-    count = ::write(run.console.consoleFd, kText, std::strlen(kText));
+    ShowAtEnd(run.console.consoleFd, {waiting.text.data(), waiting.used});
+    ShowAtEnd(run.console.consoleFd, "Processing aborted via user interrupt.\n");
   }
   CloseFiles(run, Ending::kAbort);
   RemovePartialBackup(run);
