@@ -1,7 +1,5 @@
 #include "common/console.h"
 
-#include <algorithm>
-#include <atomic>
 #include <cstdarg>
 
 #include "common/interrupt_guard.h"
@@ -22,24 +20,17 @@ bool NeverCancelled() { return false; }
 CancelPoll cancelPoll = NeverCancelled;
 
 void ShowLine(RunContext& run, std::string_view line) {
-  WaitingLines& waiting = run.console.waiting;
-  if (line.size() > waiting.text.size() - waiting.used) FlushLines(run);
-  std::copy(line.begin(), line.end(),
-            waiting.text.begin() + static_cast<std::ptrdiff_t>(waiting.used));
-  // An interrupt finds whole lines only.
-  std::atomic_signal_fence(std::memory_order_release);
-  waiting.used += line.size();
+  if (!run.console.waiting.HasRoomFor(line)) FlushLines(run);
+  run.console.waiting.Add(line);
   if (run.console.progressOn) FlushLines(run);
 }
 
 void FlushLines(RunContext& run) {
-  WaitingLines& waiting = run.console.waiting;
-  if (waiting.used == 0) return;
+  if (run.console.waiting.Empty()) return;
   const InterruptGuard guard;
-  const std::size_t used = waiting.used;
-  waiting.used = 0;
+  const std::string_view lines = run.console.waiting.Take();
   if (run.console.consoleStream == nullptr) return;
-  std::fwrite(waiting.text.data(), 1, used, run.console.consoleStream);
+  std::fwrite(lines.data(), 1, lines.size(), run.console.consoleStream);
   std::fflush(run.console.consoleStream);
 }
 

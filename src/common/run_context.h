@@ -28,6 +28,7 @@
 #include "common/fixed_text.h"
 #include "common/key_records.h"
 #include "common/result_codes.h"
+#include "common/waiting_lines.h"
 
 namespace tavindex {
 
@@ -59,19 +60,13 @@ inline constexpr std::uint32_t kSkipRangeLock = 2;
 inline constexpr std::uint32_t kBackupMade = 4;
 inline constexpr std::uint32_t kExclusiveOpen = 8;
 
-// Lines on their way to the console.
-struct WaitingLines {
-  std::array<char, 8192> text{};
-  std::size_t used = 0;  // bytes waiting
-};
-
 struct ConsoleState {
   std::FILE* consoleStream = nullptr;  // where every message goes; null: nothing is printed
   int consoleFd = kNoFile;             // its descriptor, for the interrupt handler
   bool logOpened = false;              // the stream is a log file that the run closes
   bool progressOn = true;
   std::array<char, kMessageSize> messageBuffer{};
-  WaitingLines waiting;
+  WaitingLines<8192> waiting;
 };
 
 // What the entry and the pre-options decide; stays through a rebuild's second set-up.
@@ -241,12 +236,6 @@ struct WriterState {
   std::size_t used = 0;  // bytes waiting in it
 };
 
-// Lines on their way into the error file.
-struct ErrorLines {
-  std::array<std::uint8_t, 65536> text{};
-  std::size_t used = 0;  // bytes waiting
-};
-
 struct IsiState {
   ItemSource itemSource = nullptr;
   std::uint32_t entrySize = 0;
@@ -262,7 +251,7 @@ struct IsiState {
   std::uint32_t listCount = 0;
   std::uint64_t dupCount = 0;
   std::uint64_t ignoredDupCount = 0;
-  ErrorLines errorLines;
+  WaitingLines<65536> errorLines;
   ByteOrder byteOrder = ByteOrder::kLittle;
 };
 

@@ -132,8 +132,7 @@ void InstallInterruptHandler() {
 void OnInterrupt(int /*signal*/) {
   RunContext& run = *runContext;
   if (run.console.consoleFd >= 0) {
-    const WaitingLines& waiting = run.console.waiting;
-    ShowAtEnd(run.console.consoleFd, {waiting.text.data(), waiting.used});
+    ShowAtEnd(run.console.consoleFd, run.console.waiting.Text());
     ShowAtEnd(run.console.consoleFd, "Processing aborted via user interrupt.\n");
   }
   CloseFiles(run, Ending::kAbort);

@@ -1,7 +1,6 @@
 #include "isi/error_lines.h"
 
-#include <algorithm>
-#include <atomic>
+#include <span>
 
 #include "common/file.h"
 #include "common/interrupt_guard.h"
@@ -10,24 +9,17 @@ namespace tavindex {
 
 bool AddErrorLine(RunContext& run, std::string_view line) {
   if (run.files.errorFd < 0) return true;
-  ErrorLines& lines = run.isi.errorLines;
-  if (line.size() > lines.text.size() - lines.used && !FlushErrorLines(run)) return false;
-  std::copy(line.begin(), line.end(), lines.text.begin() + static_cast<std::ptrdiff_t>(lines.used));
-  // An interrupt finds whole lines only.
-  std::atomic_signal_fence(std::memory_order_release);
-  lines.used += line.size();
+  if (!run.isi.errorLines.HasRoomFor(line) && !FlushErrorLines(run)) return false;
+  run.isi.errorLines.Add(line);
   return true;
 }
 
 bool FlushErrorLines(RunContext& run) {
-  ErrorLines& lines = run.isi.errorLines;
-  if (lines.used == 0) return true;
+  if (run.isi.errorLines.Empty()) return true;
   const InterruptGuard guard;
-  const std::size_t waiting = lines.used;
-  lines.used = 0;
-  if (run.files.errorFd < 0 || WriteAll(run.files.errorFd, {lines.text.data(), waiting})) {
-    return true;
-  }
+  const std::string_view lines = run.isi.errorLines.Take();
+  const std::span bytes{reinterpret_cast<const std::uint8_t*>(lines.data()), lines.size()};
+  if (run.files.errorFd < 0 || WriteAll(run.files.errorFd, bytes)) return true;
   run.files.workFile = run.files.errorFd;
   return false;
 }

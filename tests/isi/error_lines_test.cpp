@@ -55,7 +55,7 @@ TEST_F(ErrorLinesTest, FillABlockToItsLastByte) {
 TEST_F(ErrorLinesTest, AreDroppedWithoutAnErrorFile) {
   CloseFile(run.files.errorFd);
   EXPECT_TRUE(AddErrorLine(run, "one\r\n"));
-  EXPECT_EQ(run.isi.errorLines.used, 0U);
+  EXPECT_TRUE(run.isi.errorLines.Empty());
 }
 
 TEST_F(ErrorLinesTest, AreGivenUpWhenTheyCannotBeWritten) {
