@@ -13,14 +13,13 @@
 
 #include "isi_layout.h"
 #include "program_test.h"
+#include "support/damaged_images.h"
 
 namespace tavindex::test {
 namespace {
 
 constexpr ByteOrder kLittle = ByteOrder::kLittle;
 constexpr unsigned kSecondsForARun = 20;
-
-using Image = std::vector<std::byte>;
 
 // Entries in any order, as sets of what a compaction must keep.
 std::vector<std::tuple<std::string, std::uint32_t, std::uint16_t>> Kept(
@@ -51,6 +50,10 @@ class Corrupt : public ProgramTest {
     }
     ::alarm(0);
     lastHeader_.assign(image.begin(), image.begin() + HeaderBytes(image));
+  }
+
+  ImageJudge ToBeJudged() {
+    return [this](const Image& image, const std::string& what) { Judge(image, what); };
   }
 
   static std::ptrdiff_t HeaderBytes(const Image& image) {
@@ -134,28 +137,12 @@ MadeTree SmallTree(ByteOrder order, bool numbers) {
                    .commandLine = "data,old -1-4"});
 }
 
-// The texts of the header differ from byte to byte by nothing that matters here: every 16th does.
-bool IsWorthIt(std::size_t at) {
-  const bool text = at >= layout::kDataFileName + 12 && at < layout::kHeaderSize;
-  const bool usedLine = at >= layout::kCommandLine && at < layout::kCommandLine + 16;
-  return !text || usedLine || at % 16 == 0;
-}
-
 class EveryByte : public Corrupt,
                   public ::testing::WithParamInterface<std::tuple<ByteOrder, bool>> {};
 
 TEST_P(EveryByte, WrongInThreeWays) {
-  const Image good = SmallTree(std::get<0>(GetParam()), std::get<1>(GetParam())).image;
-  for (std::size_t at = 0; at < good.size(); ++at) {
-    if (!IsWorthIt(at)) continue;
-    const unsigned before = layout::Load8(good, at);
-    for (const unsigned wrong : {0x00U, 0xFFU, before ^ 1U << at % 8}) {
-      Image image = good;
-      layout::Store8(image, at, wrong);
-      Judge(image, "byte " + std::to_string(at) + " is " + std::to_string(wrong));
-      if (HasFailure()) return;
-    }
-  }
+  const auto [order, numbers] = GetParam();
+  WithEveryByteWrong(SmallTree(order, numbers).image, ToBeJudged());
   ShowRuns();
 }
 
@@ -164,43 +151,13 @@ INSTANTIATE_TEST_SUITE_P(Orders, EveryByte,
                                            std::tuple(ByteOrder::kBig, true)));
 
 TEST_F(Corrupt, CutOffAnywhere) {
-  const Image good = SmallTree(kLittle, false).image;
-  for (std::size_t size = 0; size < good.size(); size += 64) {
-    for (const std::size_t cut : {size, size + 1}) {
-      Judge({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(cut)},
-            "cut off at " + std::to_string(cut));
-      if (HasFailure()) return;
-    }
-  }
+  CutOffAnywhere(SmallTree(kLittle, false).image, 64, ToBeJudged());
   ShowRuns();
 }
 
-// Every sector in turn: zeros, FF, a copy of the root, and pointing to itself or anywhere.
 TEST_F(Corrupt, WholeSectors) {
   const MadeTree tree = MakeTree({.keyLength = 40, .entries = 60, .deleted = 300});
-  const auto size = static_cast<std::uint32_t>(tree.image.size());
-  const auto sector = [](Image& image, std::size_t at) {
-    return image.begin() + static_cast<std::ptrdiff_t>(at);
-  };
-  for (std::uint32_t at = 1024; at < size; at += 512) {
-    const auto name = "sector at " + std::to_string(at) + ": ";
-    for (const std::byte fill : {std::byte{0}, std::byte{0xFF}}) {
-      Image image = tree.image;
-      std::fill_n(sector(image, at), 512, fill);
-      Judge(image, name + "filled");
-    }
-    Image image = tree.image;
-    std::copy_n(tree.image.begin() + 1024, 512, sector(image, at));
-    Judge(image, name + "is the root");
-    for (const std::uint32_t address : {at, 1024U, 1536U, size, size - 512, 0U, 1U, 0xFFFFFFFFU}) {
-      for (const std::uint32_t field : {4U, 56U, 504U, 508U}) {
-        image = tree.image;
-        layout::Store32(image, at + field, address, kLittle);
-        Judge(image, name + std::to_string(field) + " points to " + std::to_string(address));
-      }
-    }
-    if (HasFailure()) return;
-  }
+  WithEverySectorWrong(tree.image, ToBeJudged());
   ShowRuns();
 }
 

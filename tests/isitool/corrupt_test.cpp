@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "isi_layout.h"
+#include "support/damaged_images.h"
 #include "tool_run.h"
 #include "tree_maker.h"
 
@@ -21,8 +22,6 @@ namespace {
 
 constexpr ByteOrder kLittle = ByteOrder::kLittle;
 constexpr unsigned kSecondsForAFile = 20;
-
-using Image = std::vector<std::byte>;
 
 // 19 keys of 40 bytes in two levels, 127 deleted records in two list sectors: 7 sectors and the
 // header.
@@ -61,6 +60,10 @@ class Damaged : public ToolTest {
     ::alarm(0);
     EXPECT_EQ(scratch.Read("x.ISI") == TextOf(image), true);
     ++files_;
+  }
+
+  ImageJudge ToBeJudged() {
+    return [this](const Image& image, const std::string& what) { Judge(image, what); };
   }
 
   void JudgeVerdict(const Image& image) {
@@ -103,30 +106,15 @@ class Damaged : public ToolTest {
   std::string json_;
 };
 
-// The texts of the header differ from byte to byte by nothing that matters here: every 16th does.
-bool IsWorthIt(std::size_t at) {
-  const bool text = at >= layout::kDataFileName + 12 && at < layout::kHeaderSize;
-  const bool lineEnd = at >= layout::kHeaderSize - 2;
-  return !text || lineEnd || at % 16 == 0;
-}
-
 class DamagedByte : public Damaged,
                     public ::testing::WithParamInterface<std::tuple<ByteOrder, bool>> {};
 
 TEST_P(DamagedByte, WrongInThreeWays) {
-  const Image good = SmallBuild(std::get<0>(GetParam()), std::get<1>(GetParam()));
+  const auto [order, numbers] = GetParam();
+  const Image good = SmallBuild(order, numbers);
   ASSERT_GE(good.size(), 6U * 512U);
   Judge(good, "as it should be");
-  for (std::size_t at = 0; at < good.size(); ++at) {
-    if (!IsWorthIt(at)) continue;
-    const unsigned before = layout::Load8(good, at);
-    for (const unsigned wrong : {0x00U, 0xFFU, before ^ 1U << at % 8}) {
-      Image image = good;
-      layout::Store8(image, at, wrong);
-      Judge(image, "byte " + std::to_string(at) + " is " + std::to_string(wrong));
-      if (HasFailure()) return;
-    }
-  }
+  WithEveryByteWrong(good, ToBeJudged());
   ExpectValidJson();
 }
 
@@ -135,41 +123,12 @@ INSTANTIATE_TEST_SUITE_P(Orders, DamagedByte,
                                            std::tuple(ByteOrder::kBig, true)));
 
 TEST_F(Damaged, CutOffAnywhere) {
-  const Image good = SmallBuild(kLittle, false);
-  for (std::size_t size = 0; size < good.size(); size += 32) {
-    for (const std::size_t cut : {size, size + 1}) {
-      Judge({good.begin(), good.begin() + static_cast<std::ptrdiff_t>(cut)},
-            "cut off at " + std::to_string(cut));
-      if (HasFailure()) return;
-    }
-  }
+  CutOffAnywhere(SmallBuild(kLittle, false), 32, ToBeJudged());
   ExpectValidJson();
 }
 
-// Every sector in turn: zeros, FF, a copy of the root, and pointing to itself or anywhere.
 TEST_F(Damaged, WholeSectors) {
-  const Image good = SmallBuild(kLittle, false);
-  const auto size = static_cast<std::uint32_t>(good.size());
-  for (std::uint32_t at = 1024; at < size; at += 512) {
-    const auto name = "sector at " + std::to_string(at) + ": ";
-    const auto begin = static_cast<std::ptrdiff_t>(at);
-    for (const std::byte fill : {std::byte{0}, std::byte{0xFF}}) {
-      Image image = good;
-      std::fill_n(image.begin() + begin, 512, fill);
-      Judge(image, name + "filled");
-    }
-    Image image = good;
-    std::copy_n(good.begin() + 1024, 512, image.begin() + begin);
-    Judge(image, name + "is the root");
-    for (const std::uint32_t address : {at, 1024U, 1536U, size, size - 512, 0U, 1U, 0xFFFFFFFFU}) {
-      for (const std::uint32_t field : {4U, 56U, 504U, 508U}) {
-        image = good;
-        layout::Store32(image, at + field, address, kLittle);
-        Judge(image, name + std::to_string(field) + " points to " + std::to_string(address));
-      }
-    }
-    if (HasFailure()) return;
-  }
+  WithEverySectorWrong(SmallBuild(kLittle, false), ToBeJudged());
   ExpectValidJson();
 }
 
