@@ -2,10 +2,10 @@
 // contents are not cleared unless asked for, so that a large buffer costs nothing until used.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <span>
 #include <utility>
 
@@ -23,14 +23,11 @@ class Buffer {
   // Replaces what was held. Returns false (and holds nothing) when the memory was refused.
   bool Allocate(std::size_t size) {
     Free();
-    data_ = static_cast<std::uint8_t*>(systemCalls.allocate(size == 0 ? 1 : size));
-    size_ = data_ == nullptr ? 0 : size;
-    return data_ != nullptr;
+    return Hold(systemCalls.allocate(std::max<std::size_t>(size, 1)), size);
   }
   bool AllocateZeroed(std::size_t size) {
-    if (!Allocate(size)) return false;
-    std::memset(data_, 0, size);
-    return true;
+    Free();
+    return Hold(systemCalls.allocateZeroed(std::max<std::size_t>(size, 1), 1), size);
   }
   void Free() {
     std::free(std::exchange(data_, nullptr));
@@ -44,6 +41,12 @@ class Buffer {
   std::span<std::uint8_t> Bytes() { return {data_, size_}; }
 
  private:
+  bool Hold(void* data, std::size_t size) {
+    data_ = static_cast<std::uint8_t*>(data);
+    size_ = data_ == nullptr ? 0 : size;
+    return data_ != nullptr;
+  }
+
   std::uint8_t* data_ = nullptr;
   std::size_t size_ = 0;
 };

@@ -27,6 +27,8 @@ void ShowLine(RunContext& run, std::string_view line) {
 
 void FlushLines(RunContext& run) {
   if (run.console.waiting.Empty()) return;
+  // A reader that is slow holds the run up here, where an interrupt may still end it.
+  WaitForRoom(run.console.consoleFd, -1);
   const InterruptGuard guard;
   const std::string_view lines = run.console.waiting.Take();
   if (run.console.consoleStream == nullptr) return;

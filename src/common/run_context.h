@@ -28,6 +28,7 @@
 #include "common/fixed_text.h"
 #include "common/key_records.h"
 #include "common/result_codes.h"
+#include "common/wait_for_room.h"
 #include "common/waiting_lines.h"
 
 namespace tavindex {
@@ -66,7 +67,7 @@ struct ConsoleState {
   bool logOpened = false;              // the stream is a log file that the run closes
   bool progressOn = true;
   std::array<char, kMessageSize> messageBuffer{};
-  WaitingLines<8192> waiting;
+  WaitingLines<kRoom> waiting;
 };
 
 // What the entry and the pre-options decide; stays through a rebuild's second set-up.
@@ -204,6 +205,7 @@ struct ScanState {
   std::uint32_t conditionsMet = 0;
   std::uint32_t mapCursor = 0;
   std::uint32_t recordBytesLeft = UINT32_MAX;  // of a binary record, from scanPtr on
+  bool readAheadFailed = false;  // a condition asked for bytes behind the block that cannot be read
   bool negativeState = false;
   bool checkLongRecords = false;
   bool fastWalk = true;  // off: every record goes byte by byte, with the same result

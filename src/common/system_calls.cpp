@@ -31,6 +31,7 @@ SystemCalls systemCalls = {
     .mkstemp = ::mkstemp,
     .lock = LockCall,
     .allocate = std::malloc,
+    .allocateZeroed = std::calloc,
 };
 
 }  // namespace tavindex

@@ -26,6 +26,7 @@ struct SystemCalls {
   int (*mkstemp)(char* pattern);
   int (*lock)(int fd, int command, struct flock* lock);
   void* (*allocate)(std::size_t size);
+  void* (*allocateZeroed)(std::size_t count, std::size_t size);
 };
 
 // The table in use; starts as the system's own calls.

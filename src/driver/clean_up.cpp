@@ -61,9 +61,12 @@ void CloseFiles(RunContext& run, Ending ending) {
   CloseWorkFile(run, run.files.workFd2, run.files.workFileName2);
 }
 
-// Safe in a signal handler. A text that cannot be shown is dropped: nobody is left to be told.
-void ShowAtEnd(int fd, std::string_view text) {
-  [[maybe_unused]] const ssize_t count = ::write(fd, text.data(), text.size());
+// Safe in a signal handler. A text that cannot be shown within a second is dropped: nobody reads it,
+// and the files of the run must go. False then.
+bool ShowAtEnd(int fd, std::string_view text) {
+  constexpr int kPatience = 1000;  // milliseconds
+  if (!WaitForRoom(fd, kPatience)) return false;
+  return ::write(fd, text.data(), text.size()) >= 0;
 }
 
 // A backup that is not complete protects nothing, and its name would refuse the next run; the ISI
@@ -131,9 +134,9 @@ void InstallInterruptHandler() {
 
 void OnInterrupt(int /*signal*/) {
   RunContext& run = *runContext;
-  if (run.console.consoleFd >= 0) {
-    ShowAtEnd(run.console.consoleFd, run.console.waiting.Text());
-    ShowAtEnd(run.console.consoleFd, "Processing aborted via user interrupt.\n");
+  const ConsoleState& console = run.console;
+  if (ShowAtEnd(console.consoleFd, console.waiting.Text())) {
+    ShowAtEnd(console.consoleFd, "Processing aborted via user interrupt.\n");
   }
   CloseFiles(run, Ending::kAbort);
   RemovePartialBackup(run);

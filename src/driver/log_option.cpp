@@ -8,9 +8,8 @@
 
 #include "common/file.h"
 #include "common/interrupt_guard.h"
-#include "names/field_text.h"
-#include "names/file_name.h"
-#include "names/line_fields.h"
+#include "driver/pre_options.h"
+#include "setup/files_of_line.h"
 
 namespace tavindex {
 
@@ -18,56 +17,25 @@ namespace {
 
 bool StartsWithDash(std::string_view text) { return !text.empty() && text[0] == '-'; }
 
-// Where the data file specification stands: behind the pre-options, of which "-i" may have its
-// name in the next argument.
-std::size_t FirstFileArgument(const Arguments& arguments) {
+// Passes over the pre-options. A configuration file among them tells where names lead.
+std::size_t PassPreOptions(RunContext& run, const Arguments& arguments) {
   std::size_t i = arguments.next;
   while (i < arguments.count && StartsWithDash(arguments.Text(i))) {
-    const std::string_view option = arguments.Text(i);
-    i += option == "-i" || option == "-I" ? 2 : 1;
+    const std::string_view option = arguments.Text(i++);
+    if (option.size() < 2 || (option[1] | 32) != 'i') continue;
+    const bool nameBehind = option.size() == 2 && i < arguments.count;
+    SetIniName(run, nameBehind ? arguments.Text(i++) : option.substr(2));
   }
   return i;
 }
 
-// The first two file fields of the remaining arguments, as typed, without their quotes.
-struct NamedFiles {
-  PathText data;
-  PathText isi;
-};
-
-NamedFiles FilesNamed(const Arguments& arguments) {
+// A log over the data file or the ISI would destroy what the run is about to read.
+bool IsFileOfRun(RunContext& run, const Arguments& arguments, const char* log) {
   std::string line;
-  for (std::size_t i = FirstFileArgument(arguments); i < arguments.count; ++i) {
+  for (std::size_t i = PassPreOptions(run, arguments); i < arguments.count; ++i) {
     line.append(arguments.Text(i)).append(" ");
   }
-  NamedFiles named;
-  // A line that will be refused names files all the same.
-  ParseFileName(line, named.data, kNameCapacity, NameRule::kLong);
-  LineFields fields;
-  if (FindLineFields(line, fields) && fields.hasSecond) {
-    ParseFileName(std::string_view(line).substr(fields.secondStart), named.isi, kNameCapacity,
-                  NameRule::kLong);
-  }
-  return named;
-}
-
-bool IsSamePath(const std::string& path, const char* log) {
-  if (path == log) return true;
-  struct stat a;
-  struct stat b;
-  return StatPath(path.c_str(), a) && StatPath(log, b) && SameFile(a, b);
-}
-
-// A log over the data file or the ISI would destroy what the run is about to read.
-bool IsFileOfRun(const Arguments& arguments, const char* log) {
-  const NamedFiles named = FilesNamed(arguments);
-  for (const PathText& name : {named.data, named.isi}) {
-    if (name.Empty()) continue;
-    for (const char* extension : {"", ".TXT", ".ISI"}) {
-      if (IsSamePath(std::string(name.View()) + extension, log)) return true;
-    }
-  }
-  return false;
+  return LineLeadsTo(run, line, log);
 }
 
 bool IsUsableLog(const char* path) {
@@ -109,7 +77,7 @@ void ReadLogOption(RunContext& run, Arguments& arguments) {
   const char* name = attached ? option.data() + 2 : arguments.tokens[2].text;
   arguments.next = attached ? 2 : 3;
   if (StartsWithDash(name) || *name == '\0') return;
-  if (IsFileOfRun(arguments, name) || !IsUsableLog(name)) return;
+  if (IsFileOfRun(run, arguments, name) || !IsUsableLog(name)) return;
   OpenLog(run, name, letter == 'q');
 }
 

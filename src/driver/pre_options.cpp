@@ -1,7 +1,5 @@
 #include "driver/pre_options.h"
 
-#include <string_view>
-
 #include "common/console.h"
 #include "common/decimal.h"
 #include "common/usage.h"
@@ -43,13 +41,6 @@ void ReadMaxSortTrains(RunContext& run, std::string_view value) {
 bool HasExtension(std::string_view name) {
   const std::size_t slash = name.rfind('/');
   return name.find('.', slash == std::string_view::npos ? 0 : slash) != std::string_view::npos;
-}
-
-void SetIniName(RunContext& run, std::string_view name) {
-  while (!name.empty() && static_cast<unsigned char>(name[0]) <= 32) name.remove_prefix(1);
-  auto& iniFileName = run.names.iniFileName;
-  iniFileName.Assign(name.substr(0, kMaxIniName));
-  if (!HasExtension(iniFileName.View())) iniFileName.Append(".ini");
 }
 
 Result ReadIniOption(RunContext& run, std::string_view value, Arguments& arguments) {
@@ -96,6 +87,13 @@ Result ReadPreOption(RunContext& run, std::string_view option, Arguments& argume
 }
 
 }  // namespace
+
+void SetIniName(RunContext& run, std::string_view name) {
+  while (!name.empty() && static_cast<unsigned char>(name[0]) <= 32) name.remove_prefix(1);
+  auto& iniFileName = run.names.iniFileName;
+  iniFileName.Assign(name.substr(0, kMaxIniName));
+  if (!HasExtension(iniFileName.View())) iniFileName.Append(".ini");
+}
 
 Result ReadPreOptions(RunContext& run, Arguments& arguments) {
   while (!arguments.AtEnd() && arguments.Text(arguments.next).starts_with('-')) {

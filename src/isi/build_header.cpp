@@ -22,9 +22,11 @@ std::uint8_t FileFlags(const RunContext& run) {
 }
 
 // The stride of the records in the data file is kept; the header's length is without their marks.
+// TABs can make the longest record longer than the header can tell.
 std::uint16_t HeaderRecordLength(const DataState& data) {
   const std::uint32_t marks = std::uint32_t{data.eorLength} + data.trailerLength;
-  return static_cast<std::uint16_t>(data.recordLength - std::min(marks, data.recordLength));
+  const std::uint32_t length = data.recordLength - std::min(marks, data.recordLength);
+  return static_cast<std::uint16_t>(std::min<std::uint32_t>(length, UINT16_MAX));
 }
 
 std::uint32_t DataEnd(const RunContext& run) {

@@ -5,6 +5,7 @@
 
 #include "common/file.h"
 #include "isi/isi_format.h"
+#include "isi/record_address.h"
 #include "isi/tree_builder.h"
 
 namespace tavindex {
@@ -46,10 +47,8 @@ Result AddDeletedRecord(RunContext& run) {
   if (run.options.variableRecords) return kOk;
   IsiState& isi = run.isi;
   if (isi.listCount == kListCapacity && !WriteFullSector(run)) return kListWriteFailed;
-  std::uint64_t address = run.scan.nextLfa;
-  if (isi.recordNumberMode) address /= run.data.recordLength;
   Store32(ListSector(run) + isi.listCount * sizeof(std::uint32_t),
-          static_cast<std::uint32_t>(address), isi.byteOrder);
+          RecordAddress(run, run.scan.nextLfa), isi.byteOrder);
   ++isi.listCount;
   return kOk;
 }

@@ -8,6 +8,7 @@
 #include "common/console.h"
 #include "common/file.h"
 #include "isi/duplicates.h"
+#include "isi/record_address.h"
 
 namespace tavindex {
 
@@ -22,19 +23,6 @@ Result FailWrite(RunContext& run, int error) {
   errno = error;
   ReportSegmentWriteFailure(run);
   return kNodeWriteFailed;
-}
-
-// The record address as an entry stores it. A position that has no address (one between two
-// records in record-number mode, one beyond 32 bits in a file that grew during the run) belongs to
-// data that this index cannot describe: the driver gives the index up.
-std::uint32_t RecordAddress(RunContext& run, std::uint64_t position) {
-  std::uint64_t address = position;
-  if (run.isi.recordNumberMode) {
-    address /= run.data.recordLength;
-    if (address * run.data.recordLength != position) run.data.longRecordSeen = true;
-  }
-  if (address > UINT32_MAX) run.data.longRecordSeen = true;
-  return static_cast<std::uint32_t>(address);
 }
 
 void AppendEntry(RunContext& run, const KeyItem& item, std::uint32_t child, std::uint16_t dupSeq) {

@@ -31,6 +31,12 @@ std::uint32_t ChildAt(const TreeReader& reader, std::uint32_t index) {
   return Load32(EntryAt(reader, index) + entry::kChild, reader.order);
 }
 
+// How many sectors of the file an address can reach, however long a file was made.
+std::uint64_t MostSectors(const TreeReader& reader) {
+  const std::uint64_t reached = (std::uint64_t{1} << 32) / AddressIn(reader, kSectorSize);
+  return std::min(reader.sectors, reached);
+}
+
 // Marks the sector of an address; false when it was marked before.
 bool MarkVisited(TreeReader& reader, std::uint32_t address) {
   const auto sector = static_cast<std::uint64_t>(SectorOffset(reader, address)) / kSectorSize;
@@ -182,7 +188,7 @@ WalkStatus FirstEntry(TreeReader& reader) {
   reader.walkStarted = false;
   reader.endReached = false;
   reader.inconsistent = false;
-  if (!reader.visited.AllocateZeroed(reader.sectors / 8 + 1)) return WalkStatus::kNoMarks;
+  if (!reader.visited.AllocateZeroed(MostSectors(reader) / 8 + 1)) return WalkStatus::kNoMarks;
   const WalkStatus status = Descend(reader, reader.header.rootNode);
   reader.endReached = status == WalkStatus::kEnd;
   return status;

@@ -22,7 +22,13 @@ constexpr std::uint8_t kMaxExtensionLength = 4;
 
 void ReadSearchPath(RunContext& run) {
   const char* value = FirstEnvironmentValue(run, {"KVR_PATH", "TAVDB_DBPATH", "DBPATH"});
-  run.names.searchPath.Assign(value == nullptr ? "" : value);
+  std::string_view path = value == nullptr ? "" : value;
+  // A directory that was cut would be another one.
+  while (path.size() > run.names.searchPath.kCapacity) {
+    const std::size_t last = path.rfind(':');
+    path = path.substr(0, last == std::string_view::npos ? 0 : last);
+  }
+  run.names.searchPath.Assign(path);
 }
 
 void ReadNameCase(RunContext& run) {

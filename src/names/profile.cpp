@@ -196,7 +196,7 @@ std::uint32_t GetProfileString(RunContext& run, const ProfileQuery& query, std::
   const std::uint32_t defaultLength =
       CopyText(out, query.defaultText == nullptr ? "" : query.defaultText);
   run.files.lastOpenPath.Assign(fileName);
-  int fd = OpenFile(run.files.lastOpenPath.CStr(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  int fd = OpenRegularFile(run.files.lastOpenPath.CStr(), O_RDONLY);
   if (fd < 0) return defaultLength;
   const std::int64_t found = SearchProfile(run, fd, query, out);
   CloseFile(fd);

@@ -222,8 +222,6 @@ Result RefuseErrorFile(RunContext& run) {
   return Refuse(run, kOutputNotCreated, "Can't create output file ", run.files.errorFileName);
 }
 
-int LogFd(const RunContext& run) { return run.console.logOpened ? run.console.consoleFd : kNoFile; }
-
 // Whether `path` is the data file of the ISI under compaction.
 bool IsIndexedFile(const RunContext& run, const char* path) {
   return run.options.CompactRun() && IsSameFile(path, run.compact.indexedFileName.CStr());
@@ -237,7 +235,7 @@ Result CheckIndexName(RunContext& run) {
   if (LookAt(path, status) == PathState::kUnknown) return RefuseOutput(run);
   const int data[] = {files.inputFd};
   if (IsOneOf(path, data) || IsIndexedFile(run, path)) return RefuseOutputIsInput(run);
-  const int others[] = {files.workFd1, files.workFd2, LogFd(run)};
+  const int others[] = {files.workFd1, files.workFd2, run.console.consoleFd};
   return !IsRegularOrAbsent(path) || IsOneOf(path, others) ? RefuseOutput(run) : kOk;
 }
 
@@ -250,7 +248,7 @@ Result CheckErrorName(RunContext& run) {
   const FileState& files = run.files;
   if (!MakeErrorName(run)) return RefuseErrorFile(run);
   const char* path = files.errorFileName.CStr();
-  const int others[] = {files.inputFd, files.workFd1, files.workFd2, LogFd(run)};
+  const int others[] = {files.inputFd, files.workFd1, files.workFd2, run.console.consoleFd};
   const bool isIndex = files.errorFileName.View() == files.outputFileName.View() ||
                        IsSameFile(path, files.outputFileName.CStr());
   const bool clash = isIndex || !IsRegularOrAbsent(path) || IsOneOf(path, others);
@@ -284,6 +282,9 @@ Result CreateErrorFile(RunContext& run) {
   FileState& files = run.files;
   const InterruptGuard guard;
   files.lastOpenPath = files.errorFileName;
+  // A link may lead to the index, which was not there when the name was looked at.
+  const int index[] = {files.outputFd};
+  if (IsOneOf(files.lastOpenPath.CStr(), index)) return RefuseErrorFile(run);
   files.errorFd = OpenFile(files.lastOpenPath.CStr(), O_RDWR | O_CREAT | O_TRUNC, kReadWriteAll);
   if (files.errorFd < 0) return RefuseErrorFile(run);
   ShowDebug(run, "Created %s as error file\n", files.errorFileName.CStr());

@@ -40,8 +40,13 @@ bool RecordReader::AtEndOfRecord(int byte) {
 
 // The block stays as it is: the bytes go to a place of their own, and the scan reads them again.
 void RecordReader::ReadBehindBlock() {
+  constexpr int kReads = 4;  // as many as for a block
   spilled_ = true;
-  std::int64_t count = ReadAt(run_.files.inputFd, run_.scan.bufferFilePos, spill_);
+  std::int64_t count = -1;
+  for (int i = 0; i < kReads && count < 0; ++i) {
+    count = ReadAt(run_.files.inputFd, run_.scan.bufferFilePos, spill_);
+  }
+  if (count < 0) run_.scan.readAheadFailed = true;
   const bool atEnd = count < static_cast<std::int64_t>(kSpillSize);
   if (count > 0 && atEnd && !run_.options.binaryRecords &&
       spill_[static_cast<std::size_t>(count) - 1] == kCtrlZ)

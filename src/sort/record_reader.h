@@ -20,7 +20,8 @@ class RecordReader {
   int Next();
 
  private:
-  // The file byte `ahead` of scanPtr, or kRecordEnd where the data ends.
+  // The file byte `ahead` of scanPtr, or kRecordEnd where the data ends. Bytes that cannot be read
+  // end it too and set readAheadFailed: what the condition found is not to be used.
   int ByteAt(std::uint32_t ahead);
   bool AtEndOfRecord(int byte);
   void ReadBehindBlock();

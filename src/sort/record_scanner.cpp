@@ -181,6 +181,7 @@ Result ScanRecord(RunContext& run, std::uint8_t*& slot) {
   RecordWalk walk{.key = slot + item::kKey};
   const Result walked = WalkRecord(run, walk);
   if (walked != kOk && walked != kInputExhausted) return walked;
+  if (scan.readAheadFailed) return kInputReadFailed;
   PadKey(run, walk);
   if (!run.control.sortMode) {
     if (const Result result = CountIndexRecord(run, walk); result != kOk) return result;

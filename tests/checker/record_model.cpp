@@ -322,7 +322,8 @@ class RecordModel {
 
   void FinishHeaderValues() {
     model_.stride = stride_;
-    model_.recordLength = stride_ == 0 ? 0 : stride_ - markLength_;
+    // A field of 16 bits, which many TABs can be too much for.
+    model_.recordLength = stride_ == 0 ? 0 : std::min(stride_ - markLength_, 0xFFFFU);
     model_.dataEnd = model_.recordNumbers ? nextLfa_ / stride_ : nextLfa_;
     model_.fileFlags = FileFlags();
   }

@@ -53,7 +53,7 @@ TEST(Buffer, HoldsNothingWhenTheMemoryIsRefused) {
 TEST(Buffer, AllocateZeroedCanBeRefusedToo) {
   Buffer buffer;
   SystemCallsGuard calls;
-  calls.FailNth<&SystemCalls::allocate>(1, ENOMEM);
+  calls.FailNth<&SystemCalls::allocateZeroed>(1, ENOMEM);
   EXPECT_FALSE(buffer.AllocateZeroed(32));
   EXPECT_FALSE(buffer.Allocated());
 }

@@ -175,6 +175,8 @@ std::vector<Fault> CommonFaults() {
       Forever<&SystemCalls::mkstemp>("mkstemp", EMFILE),
       Once<&SystemCalls::allocate>("allocate", ENOMEM),
       Forever<&SystemCalls::allocate>("allocate", ENOMEM),
+      Once<&SystemCalls::allocateZeroed>("allocate zeroed", ENOMEM),
+      Forever<&SystemCalls::allocateZeroed>("allocate zeroed", ENOMEM),
   };
 }
 
@@ -499,6 +501,25 @@ TEST_P(FaultSweep, BuildWithDeletedRecords) {
   old_ = BuiltFrom(Records(10));
   new_ = BuiltFrom(data_);
   Sweep({"data,old", "-1-5"},
+        [this](const auto& run, const auto& fault) { JudgeRebuild(run, fault); });
+}
+
+// The condition looks at bytes behind the first block of the data: at record 10922, of which two
+// bytes stand there. Every record meets it.
+TEST_P(FaultSweep, BuildWithACondition) {
+  data_.clear();
+  for (int i = 0; i < 11000; ++i) data_ += std::to_string(10000 + i * 7919 % 89989) + "\n";
+  old_ = BuiltFrom(Records(10));
+  BuildRequest request;
+  request.keys = {{1, 5}};
+  const CompoundTerm term = {.connector = Connector::kFirst,
+                             .column = 1,
+                             .op = Operator::kGreaterEqual,
+                             .value = "00000"};
+  request.conditions = {CompoundCondition{.select = true, .terms = {term}}};
+  const HeaderRequest header = {"data.TXT", "data,old -p=1>='00000',1-5", 0, ByteOrder::kLittle};
+  new_ = ExpectedIsi(BuildModel(BytesOf(data_), request), request, header);
+  Sweep({"data,old", "-p=1>='00000',1-5"},
         [this](const auto& run, const auto& fault) { JudgeRebuild(run, fault); });
 }
 

@@ -150,6 +150,54 @@ TEST_F(ReadLogOptionTest, NeverTakesAFileOfTheRunUnderAnotherName) {
   EXPECT_EQ(scratch.Read("data.TXT"), "precious");
 }
 
+TEST_F(ReadLogOptionTest, NeverTakesAFileThatAResolvedNameLeadsTo) {
+  ExpectProtected("data", {"data.", "-1"});
+  ExpectProtected("data.txt", {"data/txt", "-1"});
+  ExpectProtected("data.ISI", {"data.txt", "-1"});
+  scratch.MakeDirectory("dir");
+  ExpectProtected("dir/isi.ISI", {"dir/data,isi", "-1"});
+  environment.Set("KVR_FNC", "lower");
+  ExpectProtected("data.txt", {"DATA", "-1"});
+}
+
+TEST_F(ReadLogOptionTest, NeverTakesAFileOfAVolumeOrOnTheSearchPath) {
+  scratch.MakeDirectory("dir");
+  environment.Set("KVRVOL_V", "dir");
+  ExpectProtected("dir/data.TXT", {"data:v", "-1"});
+  environment.Set("KVR_PATH", "dir");
+  ExpectProtected("dir/data.TXT", {"data", "-1"});
+  ExpectProtected("dir/isi.ISI", {"isi", "-i"});
+}
+
+TEST_F(ReadLogOptionTest, FollowsTheConfigurationFileOfThePreOptions) {
+  scratch.MakeDirectory("dir");
+  scratch.Write("conf.ini", "[environment]\nKVRVOL_V=dir\n");
+  ExpectProtected("dir/data.TXT", {"-iconf", "data:v", "-1"});
+  ExpectProtected("dir/data.TXT", {"-d", "-I", "conf", "data:v", "-1"});
+}
+
+// An ISI's header: signature, the data file's name, the command line.
+TEST_F(ReadLogOptionTest, NeverTakesAFileOfTheBuildThatAnIsiKeeps) {
+  std::string header(1024, '\0');
+  header.replace(0, 6, "KISI\x03\xFC");
+  header.replace(240, 9, "heads.TXT");
+  header.replace(496, 17, "lines,other.ix -1");
+  const std::vector<std::string> lines = {"heads.TXT", "lines.TXT", "other.ix"};
+  for (const char* option : {"-r", "-c", "-i"}) {
+    for (const std::string& file : lines) {
+      scratch.Write("isi.ISI", header);
+      ExpectProtected(file, {"isi", option});
+      EXPECT_EQ(scratch.Read("isi.ISI"), header);
+    }
+  }
+}
+
+TEST_F(ReadLogOptionTest, LeavesTheNamesOfTheRunAlone) {
+  ExpectLog({"-lrun.log", "data,isi", "-1"}, 2);
+  EXPECT_TRUE(run.files.dataFileName.Empty());
+  EXPECT_TRUE(run.files.outputFileName.Empty());
+}
+
 TEST_F(ReadLogOptionTest, LooksBehindThePreOptionsForTheFiles) {
   ExpectProtected("data.TXT", {"-d", "-m9000", "data", "-1"});
 }

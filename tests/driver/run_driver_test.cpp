@@ -219,20 +219,45 @@ TEST_F(RunDriverTest, AppendsToTheLog) {
   ExpectFront(Read("run.log"), "earlier\ntavindex ");
 }
 
+// Its lines would run into those of the log.
+TEST_F(RunDriverTest, RefusesAnErrorFileThatIsTheLog) {
+  EXPECT_EQ(Run({"-ldata.ERR", "data", "-e,1-3"}), -106);
+  EXPECT_EQ(console.Text(), "");
+  EXPECT_EQ(Read("data.ERR"), "tavindex -ldata.ERR data -e,1-3 \n" + Banner() +
+                                  "Can't create output file data.ERR\n");
+  EXPECT_FALSE(Exists("data.ISI"));
+  EXPECT_EQ(WorkFiles(), 0);
+}
+
+TEST_F(RunDriverTest, RefusesAnErrorFileThatIsTheLogUnderAnotherName) {
+  Write("run.log", "earlier\n");
+  ASSERT_EQ(::link("run.log", "data.ERR"), 0);
+  EXPECT_EQ(Run({"-qrun.log", "data", "-n,1-3"}), -106);
+  EXPECT_EQ(Read("run.log"), "earlier\ntavindex -qrun.log data -n,1-3 \n" + Banner() +
+                                 "Can't create output file data.ERR\n");
+  EXPECT_FALSE(Exists("data.ISI"));
+  EXPECT_EQ(WorkFiles(), 0);
+}
+
 // --- buffers and memory
 // ----------------------------------------------------------------------------------
 
 TEST_F(RunDriverTest, EndsWithoutMemoryForItsBuffers) {
-  for (int nth = 1; nth <= 3; ++nth) {
-    calls.FailNth<&SystemCalls::allocate>(nth, ENOMEM);
-    EXPECT_EQ(Run({"data", "-1-3"}), -9) << nth;
-    EXPECT_EQ(Output(), "Insufficient Memory for Buffers.\n") << nth;
-    EXPECT_FALSE(Exists("data.ISI")) << nth;
+  const auto expectRefusal = [this] {
+    EXPECT_EQ(Run({"data", "-1-3"}), -9);
+    EXPECT_EQ(Output(), "Insufficient Memory for Buffers.\n");
+    EXPECT_FALSE(Exists("data.ISI"));
+  };
+  calls.FailNth<&SystemCalls::allocate>(1, ENOMEM);  // for what is written
+  expectRefusal();
+  for (const int nth : {1, 2}) {  // for what is read, for the command line
+    calls.FailNth<&SystemCalls::allocateZeroed>(nth, ENOMEM);
+    expectRefusal();
   }
 }
 
 TEST_F(RunDriverTest, EndsWithoutMemoryForTheTrainTable) {
-  calls.FailNth<&SystemCalls::allocate>(4, ENOMEM);
+  calls.FailNth<&SystemCalls::allocate>(2, ENOMEM);
   EXPECT_EQ(Run({"data", "-1-3"}), -9);
   EXPECT_EQ(Output(), "Indexing data.TXT into data.ISI\nSort train memory allocation failed.\n");
   EXPECT_FALSE(Exists("data.ISI"));
@@ -240,7 +265,7 @@ TEST_F(RunDriverTest, EndsWithoutMemoryForTheTrainTable) {
 }
 
 TEST_F(RunDriverTest, EndsWithoutSortMemory) {
-  calls.FailFrom<&SystemCalls::allocate>(5, ENOMEM);
+  calls.FailFrom<&SystemCalls::allocate>(3, ENOMEM);
   EXPECT_EQ(Run({"data", "-1-3"}), -9);
   EXPECT_EQ(Output(), "Indexing data.TXT into data.ISI\nMemory allocation failed.\n");
   EXPECT_FALSE(Exists("data.ISI"));
@@ -398,6 +423,34 @@ TEST_F(RunDriverTest, DeletesTheIndexOfRefusedDuplicates) {
   EXPECT_EQ(text.substr(text.size() - (sizeof kWrongData - 1)), kWrongData);
   EXPECT_FALSE(Exists("data.ISI"));
   EXPECT_TRUE(Exists("data.ERR"));
+}
+
+// The data is judged all the same: the lines of the duplicates are there, and what they say stands.
+TEST_F(RunDriverTest, BlamesRefusedDuplicatesAlsoWhenTheIndexCannotBeWritten) {
+  Write("data.TXT", "aaa 1\naaa 2\nbbb 3\n");
+  FailWritesTo("data.ISI", 2);  // the first makes room, before any record is read
+  EXPECT_EQ(Run({"data", "-n,1-3"}), -10);
+  EXPECT_EQ(Output(), std::string("Indexing data.TXT into data.ISI\n"
+                                  "Duplicate Key at:               6 Key:aaa \n"
+                                  "3 records, 0 deleted entries\n"
+                                  "\nUnable to write segment of index file. Errno=28\n"
+                                  "WARNING!  INDEX failed writing to file data.ISI.\n") +
+                          kWrongData);
+  EXPECT_EQ(Read("data.ERR"), "Duplicate Key at:               6 Key:aaa \r\n");
+  EXPECT_FALSE(Exists("data.ISI"));
+  EXPECT_EQ(WorkFiles(), 0);
+}
+
+TEST_F(RunDriverTest, DoesNotBlameDuplicatesThatItNeverMet) {
+  Write("data.TXT", "aaa 1\naaa 2\nbbb 3\n");
+  FailWritesTo("data.ISI", 1);
+  EXPECT_EQ(Run({"data", "-n,1-3"}), -157);
+  EXPECT_EQ(Output(),
+            "Indexing data.TXT into data.ISI\n"
+            "\nUnable to write segment of index file. Errno=28\n"
+            "WARNING!  INDEX failed writing to file data.ISI.\n");
+  EXPECT_FALSE(Exists("data.ERR"));
+  EXPECT_FALSE(Exists("data.ISI"));
 }
 
 TEST_F(RunDriverTest, DoesNotBlameDuplicatesOnUnexpectedShortRecords) {

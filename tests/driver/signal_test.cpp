@@ -3,8 +3,10 @@
 // work file, and no index but the old one or the complete new one. A run that was over before the
 // signal came is complete.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "common/wait_for_room.h"
 #include "program_process.h"
 #include "program_test.h"
 #include "sample_commands.h"
@@ -237,6 +240,74 @@ TEST_P(SignalAtEveryCall, EndsTheRunCleanly) {
 INSTANTIATE_TEST_SUITE_P(Many, SignalAtEveryCall,
                          ::testing::ValuesIn(SampleCommands(SampleSize::kShort)),
                          ::testing::PrintToStringParamName());
+
+// ---- At a console that nobody reads ------------------------------------------------------------
+
+class UnreadConsole : public ProgramTest {
+ protected:
+  UnreadConsole() { EXPECT_EQ(::pipe(pipe_), 0); }
+  ~UnreadConsole() override {
+    ::close(pipe_[0]);
+    ::close(pipe_[1]);
+  }
+
+  // Runs with its output into the pipe until it waits there, and sends it a signal.
+  int SignalWhileItWaits(const std::vector<std::string>& arguments, int signal) {
+    ProgramProcess process(arguments, scratch.Path(), [this] { ::dup2(pipe_[1], STDOUT_FILENO); });
+    WaitUntilFull();
+    process.Send(signal);
+    ::alarm(20);  // ends the test if the run does not end
+    const int status = process.Wait();
+    ::alarm(0);
+    return status;
+  }
+  void Fill() const {
+    const std::string filling(static_cast<std::size_t>(::fcntl(pipe_[1], F_GETPIPE_SZ)), '.');
+    ASSERT_EQ(::write(pipe_[1], filling.data(), filling.size()), std::ssize(filling));
+  }
+  static void ExpectFailed(int status) {
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+  }
+
+ private:
+  // Nothing more came for a while, and there is no room for more.
+  void WaitUntilFull() const {
+    int before = -1;
+    for (int now = 0; now != before || WaitForRoom(pipe_[1], 0);) {
+      before = now;
+      ::usleep(100000);
+      ::ioctl(pipe_[0], FIONREAD, &now);
+    }
+  }
+
+  int pipe_[2] = {-1, -1};
+};
+
+class UnreadLines : public UnreadConsole, public ::testing::WithParamInterface<int> {};
+
+// What it listed so far are whole lines.
+TEST_P(UnreadLines, AreNoReasonToStay) {
+  std::string data;
+  for (int i = 0; i < 20000; ++i) data += "aaaa\n";
+  PutFiles({{"data.TXT", data}});
+  ExpectFailed(SignalWhileItWaits({"data,new", "-n0,1-4"}, GetParam()));
+  EXPECT_EQ(FilesLeft(), (std::vector<std::string>{"data.TXT", "new.ERR"}));
+  EXPECT_EQ(scratch.Read("data.TXT"), data);
+  const std::string line = "Duplicate Key ignored at:               5 Key:aaaa \r\n";
+  const std::string listed = scratch.Read("new.ERR");
+  EXPECT_TRUE(listed.starts_with(line));
+  EXPECT_EQ(listed.size() % line.size(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, UnreadLines, ::testing::ValuesIn(kSignals));
+
+TEST_F(UnreadConsole, IsNoReasonToStayBeforeTheFirstMessage) {
+  PutFiles({{"data.TXT", "aaaa\n"}});
+  Fill();
+  ExpectFailed(SignalWhileItWaits({"data,new", "-1-4"}, SIGTERM));
+  EXPECT_EQ(FilesLeft(), (std::vector<std::string>{"data.TXT"}));
+}
 
 }  // namespace
 }  // namespace tavindex::test

@@ -40,9 +40,12 @@ int MakeUnique(char* pattern) { return StaysInside(pattern) ? original.mkstemp(p
 int Sync(int) { return 0; }
 
 // -m may ask for 4 GiB, which the sanitizers would hold against the program.
+constexpr std::size_t kMostMemory = 64 * 1024 * 1024;
 void* Allocate(std::size_t size) {
-  constexpr std::size_t kMost = 64 * 1024 * 1024;
-  return size <= kMost ? original.allocate(size) : nullptr;
+  return size <= kMostMemory ? original.allocate(size) : nullptr;
+}
+void* AllocateZeroed(std::size_t count, std::size_t size) {
+  return count <= kMostMemory / size ? original.allocateZeroed(count, size) : nullptr;
 }
 
 std::string ScratchRoot() {
@@ -68,6 +71,7 @@ void ConfineToScratch() {
   systemCalls.mkstemp = MakeUnique;
   systemCalls.fsync = Sync;
   systemCalls.allocate = Allocate;
+  systemCalls.allocateZeroed = AllocateZeroed;
 }
 
 }  // namespace tavindex::test

@@ -44,6 +44,15 @@ TEST_F(BuildHeaderTest, LeavesTheMarksOutOfTheRecordLength) {
   EXPECT_EQ(BuildHeader(run).recordLength, 81);
 }
 
+TEST_F(BuildHeaderTest, TellsTheLongestRecordThatItsFieldCanTell) {
+  run.data.recordLength = 65536;
+  EXPECT_EQ(BuildHeader(run).recordLength, 65535);
+  run.data.recordLength = 65537;  // of 8 columns for each TAB of a line
+  EXPECT_EQ(BuildHeader(run).recordLength, 65535);
+  run.data.recordLength = 72001;
+  EXPECT_EQ(BuildHeader(run).recordLength, 65535);
+}
+
 TEST_F(BuildHeaderTest, NumbersRecordsAndSectorsInRecordNumberMode) {
   run.isi.recordNumberMode = true;
   run.scan.nextLfa = 81ULL * 60'000'000;

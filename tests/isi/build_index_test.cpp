@@ -164,7 +164,7 @@ TEST_F(BuildIndexTest, AsksForARecordLengthOnlyWhenNoRecordWasRead) {
 }
 
 TEST_F(BuildIndexTest, TellsThatTheSectorsWereRefused) {
-  calls.FailFrom<&SystemCalls::allocate>(1, ENOMEM);
+  calls.FailFrom<&SystemCalls::allocateZeroed>(1, ENOMEM);
   EXPECT_EQ(Build(), -9);
   EXPECT_EQ(console.Text(), "ISI buffer allocation failed.\n");
   EXPECT_EQ(File(), "");

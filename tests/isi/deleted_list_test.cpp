@@ -103,6 +103,28 @@ TEST_F(DeletedListTest, RecordNumberModeListsNumbersAndSectors) {
   EXPECT_EQ(run.isi.deletedListHead, 3U);
 }
 
+// Between two records there is no number; the next record's would be given away as free.
+TEST_F(DeletedListTest, APositionWithoutANumberGivesTheIndexUp) {
+  run.isi.recordNumberMode = true;
+  Start(4);
+  run.scan.nextLfa = 30;
+  EXPECT_EQ(AddDeletedRecord(run), kOk);
+  EXPECT_FALSE(run.data.longRecordSeen);
+  run.scan.nextLfa = 35;
+  EXPECT_EQ(AddDeletedRecord(run), kOk);
+  EXPECT_TRUE(run.data.longRecordSeen);
+}
+
+TEST_F(DeletedListTest, APositionBeyond32BitsGivesTheIndexUp) {
+  Start(4);
+  run.scan.nextLfa = 0xFFFFFFF6;
+  EXPECT_EQ(AddDeletedRecord(run), kOk);
+  EXPECT_FALSE(run.data.longRecordSeen);
+  run.scan.nextLfa = 0x100000000;
+  EXPECT_EQ(AddDeletedRecord(run), kOk);
+  EXPECT_TRUE(run.data.longRecordSeen);
+}
+
 TEST_F(DeletedListTest, BigEndianSectorsAreSwapped) {
   run.isi.byteOrder = ByteOrder::kBig;
   Start(4);

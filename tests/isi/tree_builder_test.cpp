@@ -49,7 +49,7 @@ TEST_F(TreeBuilderTest, StartTreeCountsSectorsInRecordNumberMode) {
 }
 
 TEST_F(TreeBuilderTest, StartTreeTellsThatTheSectorsWereRefused) {
-  calls.FailFrom<&SystemCalls::allocate>(1, ENOMEM);
+  calls.FailFrom<&SystemCalls::allocateZeroed>(1, ENOMEM);
   EXPECT_EQ(StartTree(run, 4, 16), -9);
   EXPECT_EQ(console.Text(), "ISI buffer allocation failed.\n");
 }
@@ -176,6 +176,7 @@ TEST_F(TreeBuilderTest, InsertKeyKeepsTheLowHalfOfAPosition) {
   EXPECT_EQ(Insert(0x5FFFFFFF0, "aaaa"), kOk);
   ASSERT_EQ(OpenNode(0).entries.size(), 1U);
   EXPECT_EQ(OpenNode(0).entries[0].lfa, 0xFFFFFFF0U);
+  EXPECT_TRUE(run.data.longRecordSeen);
 }
 
 TEST_F(TreeBuilderTest, InsertKeyStoresRecordNumbers) {

@@ -62,6 +62,24 @@ TEST_F(ReadNameSettingsTest, SearchPathIsACopy) {
   EXPECT_EQ(run.names.searchPath.View(), "/a:/b");
 }
 
+// Names of 8 characters with their colon.
+TEST_F(ReadNameSettingsTest, SearchPathKeepsWholeDirectoriesOnly) {
+  std::string path;
+  for (int i = 0; i < 4095; ++i) path += "/dir/ab:";  // 32760 bytes
+  environment.Set("KVR_PATH", path + "/dir/cd");      // as many as there is room for
+  ReadNameSettings(run);
+  EXPECT_EQ(run.names.searchPath.View(), path + "/dir/cd");
+  environment.Set("KVR_PATH", path + "/dir/cde");
+  ReadNameSettings(run);
+  EXPECT_EQ(run.names.searchPath.View(), path.substr(0, 32759));
+  environment.Set("KVR_PATH", path + "/dir/cd:/ef");
+  ReadNameSettings(run);
+  EXPECT_EQ(run.names.searchPath.View(), path + "/dir/cd");
+  environment.Set("KVR_PATH", std::string(32768, 'x'));
+  ReadNameSettings(run);
+  EXPECT_EQ(run.names.searchPath.View(), "");
+}
+
 TEST_F(ReadNameSettingsTest, MixedKeepsTheCase) {
   for (const char* value : {"Mixed", "MIXED", "mixed"}) {
     environment.Set("KVR_FNC", value);

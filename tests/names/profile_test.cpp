@@ -159,6 +159,15 @@ class GetProfileStringTest : public RunTest {
   std::array<char, 64> out{};
 };
 
+// A device may have no end, a pipe nobody who writes to it.
+TEST_F(GetProfileStringTest, ReadsNothingButAFile) {
+  ASSERT_EQ(::symlink("/dev/zero", scratch.Path("t.ini").c_str()), 0);
+  ExpectValue("A", "default");
+  ASSERT_EQ(::unlink(scratch.Path("t.ini").c_str()), 0);
+  ASSERT_EQ(::mkfifo(scratch.Path("t.ini").c_str(), 0600), 0);
+  ExpectValue("A", "default");
+}
+
 TEST_F(GetProfileStringTest, FindsAValueByNamesInAnyCase) {
   UseFile("[ Environment ]\nKVR_PATH = /a:/b\n");
   ExpectValue("KVR_PATH", "/a:/b");

@@ -359,11 +359,11 @@ TEST_F(OpenDataFileTest, RefusesAWorkFileForTheIndex) {
   EXPECT_EQ(scratch.Read("work.ISI"), "work");
 }
 
+// Whether the run opened it or the shell did.
 TEST_F(OpenDataFileTest, RefusesTheLogForTheIndex) {
   scratch.Write("cust.TXT", kTwoLines);
   const std::string log = scratch.Write("log.ISI", "log");
   const int fd = ::open(log.c_str(), O_RDWR);
-  run.console.logOpened = true;
   run.console.consoleFd = fd;
   ExpectRefusal(-106, Open("cust", "log"), "Can't create output file " + log);
   EXPECT_EQ(scratch.Read("log.ISI"), "log");
@@ -431,6 +431,38 @@ TEST_F(OpenDataFileTest, RefusesTheIndexUnderAnotherNameForTheErrorFile) {
   run.options.errorFileWanted = true;
   ExpectRefusal(-106, Open("cust"), "Can't create output file " + scratch.Path("cust.ERR"));
   EXPECT_EQ(scratch.Read("cust.ISI"), "old index");
+}
+
+// The link leads nowhere until the index is there.
+TEST_F(OpenDataFileTest, RefusesALinkToTheNewIndexForTheErrorFile) {
+  scratch.Write("cust.TXT", kTwoLines);
+  ASSERT_EQ(::symlink("cust.ISI", scratch.Path("cust.ERR").c_str()), 0);
+  run.options.errorFileWanted = true;
+  EXPECT_EQ(Open("cust"), -106);
+  EXPECT_EQ(console.Text(), "");
+  EXPECT_STREQ(run.console.messageBuffer.data(),
+               ("Can't create output file " + scratch.Path("cust.ERR")).c_str());
+  EXPECT_EQ(run.files.errorFd, kNoFile);
+}
+
+TEST_F(OpenDataFileTest, RefusesTheLogForTheErrorFile) {
+  scratch.Write("cust.TXT", kTwoLines);
+  const std::string log = scratch.Write("cust.ERR", "log");
+  const int fd = ::open(log.c_str(), O_RDWR);
+  run.console.consoleFd = fd;
+  run.options.errorFileWanted = true;
+  ExpectRefusal(-106, Open("cust"), "Can't create output file " + log);
+  EXPECT_EQ(scratch.Read("cust.ERR"), "log");
+  ::close(fd);
+}
+
+TEST_F(OpenDataFileTest, RefusesAWorkFileForTheErrorFile) {
+  scratch.Write("cust.TXT", kTwoLines);
+  const std::string work = scratch.Write("cust.ERR", "work");
+  run.files.workFd1 = ::open(work.c_str(), O_RDWR);
+  run.options.errorFileWanted = true;
+  ExpectRefusal(-106, Open("cust"), "Can't create output file " + work);
+  EXPECT_EQ(scratch.Read("cust.ERR"), "work");
 }
 
 TEST_F(OpenDataFileTest, RefusesAnErrorFileThatIsNoFile) {

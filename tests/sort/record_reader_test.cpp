@@ -79,10 +79,26 @@ TEST_F(RecordReaderTest, NextFindsAMarkThatStraddlesBlocks) {
   EXPECT_EQ(Read(0), "bc$");
 }
 
-TEST_F(RecordReaderTest, NextEndsWhereTheBytesBehindTheBlockCannotBeRead) {
+TEST_F(RecordReaderTest, NextTellsThatTheBytesBehindTheBlockCannotBeRead) {
   StandAt(std::string(65533, 'a') + "bcdefgh\nij", 65533);
   calls.FailFrom<&SystemCalls::read>(1, EIO);
   EXPECT_EQ(Read(0), "bcd$");
+  EXPECT_TRUE(run.scan.readAheadFailed);
+  EXPECT_EQ(calls.Count<&SystemCalls::read>(), 4);
+}
+
+TEST_F(RecordReaderTest, NextReadsTheBytesBehindTheBlockUpToFourTimes) {
+  StandAt(std::string(65533, 'a') + "bcdefgh\nij", 65533);
+  int failures = 3;
+  calls.Replace<&SystemCalls::read>([&](int fd, void* bytes, std::size_t count) -> ssize_t {
+    if (failures-- > 0) {
+      errno = EIO;
+      return -1;
+    }
+    return calls.Original().read(fd, bytes, count);
+  });
+  EXPECT_EQ(Read(0), "bcdefgh$");
+  EXPECT_FALSE(run.scan.readAheadFailed);
 }
 
 }  // namespace

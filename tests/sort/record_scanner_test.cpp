@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "sort/input_buffer.h"
 #include "sort_test.h"
 
 namespace tavindex::test {
@@ -532,6 +533,38 @@ TEST_F(CreateSubListTest, FailsWhenTheFirstBlockCannotBeRead) {
   EXPECT_EQ(CreateSubList(run), -4);
   EXPECT_EQ(AreaItems(), Items{});
 }
+
+// A record that is taken for shorter than it is could be left out of the index, or taken into it.
+class ReadAhead : public CreateSubListTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  // A record of which the condition asks for bytes behind the block; the first reads fail.
+  Result ScanWithFailures(int failures) {
+    EXPECT_EQ(AddConditionText(GetParam()), kOk);
+    UseKey(1, 1, 60000);
+    const std::string start = FillTo(kBlock - 3, "\n");
+    before_ = static_cast<std::size_t>(std::count(start.begin(), start.end(), '\n'));
+    OpenData(start + "abcdxyz\n");
+    EXPECT_GT(fillInputBuffer(run, run.files.inputFd), 0);
+    calls.Replace<&SystemCalls::read>(
+        [this, failures](int fd, void* bytes, std::size_t count) mutable -> ssize_t {
+          errno = EIO;
+          return failures-- > 0 ? -1 : calls.Original().read(fd, bytes, count);
+        });
+    return CreateSubList(run);
+  }
+  bool IsEqual() const { return GetParam()[0] == '='; }
+
+  std::size_t before_ = 0;  // records without what is asked for
+};
+
+TEST_P(ReadAhead, IsTriedFourTimes) {
+  EXPECT_EQ(ScanWithFailures(3), kInputExhausted);
+  EXPECT_EQ(AreaItems().size(), IsEqual() ? 1U : before_);
+}
+
+TEST_P(ReadAhead, FailsTheScan) { EXPECT_EQ(ScanWithFailures(4), -4); }
+
+INSTANTIATE_TEST_SUITE_P(Senses, ReadAhead, ::testing::Values("=1='abcdxyz'", "#1='abcdxyz'"));
 
 // ---- Sort mode ----
 
