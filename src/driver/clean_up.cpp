@@ -61,8 +61,8 @@ void CloseFiles(RunContext& run, Ending ending) {
   CloseWorkFile(run, run.files.workFd2, run.files.workFileName2);
 }
 
-// Safe in a signal handler. A text that cannot be shown within a second is dropped: nobody reads it,
-// and the files of the run must go. False then.
+// Safe in a signal handler. A text that cannot be shown within a second is dropped: nobody reads
+// it, and the files of the run must go. False then.
 bool ShowAtEnd(int fd, std::string_view text) {
   constexpr int kPatience = 1000;  // milliseconds
   if (!WaitForRoom(fd, kPatience)) return false;

@@ -512,10 +512,8 @@ TEST_P(FaultSweep, BuildWithACondition) {
   old_ = BuiltFrom(Records(10));
   BuildRequest request;
   request.keys = {{1, 5}};
-  const CompoundTerm term = {.connector = Connector::kFirst,
-                             .column = 1,
-                             .op = Operator::kGreaterEqual,
-                             .value = "00000"};
+  const CompoundTerm term = {
+      .connector = Connector::kFirst, .column = 1, .op = Operator::kGreaterEqual, .value = "00000"};
   request.conditions = {CompoundCondition{.select = true, .terms = {term}}};
   const HeaderRequest header = {"data.TXT", "data,old -p=1>='00000',1-5", 0, ByteOrder::kLittle};
   new_ = ExpectedIsi(BuildModel(BytesOf(data_), request), request, header);

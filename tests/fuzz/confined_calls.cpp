@@ -41,9 +41,7 @@ int Sync(int) { return 0; }
 
 // -m may ask for 4 GiB, which the sanitizers would hold against the program.
 constexpr std::size_t kMostMemory = 64 * 1024 * 1024;
-void* Allocate(std::size_t size) {
-  return size <= kMostMemory ? original.allocate(size) : nullptr;
-}
+void* Allocate(std::size_t size) { return size <= kMostMemory ? original.allocate(size) : nullptr; }
 void* AllocateZeroed(std::size_t count, std::size_t size) {
   return count <= kMostMemory / size ? original.allocateZeroed(count, size) : nullptr;
 }
