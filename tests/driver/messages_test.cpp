@@ -12,6 +12,8 @@ struct CodeText {
   const char* text;
 };
 
+void PrintTo(const CodeText& parameter, std::ostream* out) { *out << parameter.code; }
+
 // The name of a parameterized test from its code.
 std::string CodeName(const ::testing::TestParamInfo<CodeText>& parameter) {
   return "Code" + std::to_string(-parameter.param.code);

@@ -115,6 +115,29 @@ std::vector<std::string> Keys(const std::vector<ModelEntry>& entries) {
   return keys;
 }
 
+// The size of the marks for a file that was made `size` bytes long, holes and all.
+std::size_t MarksOf(const TreePlan& plan, off_t size) {
+  OpenIsi isi(MakeTree(plan).image);
+  EXPECT_EQ(::ftruncate(isi.reader.fd, size), 0);
+  EXPECT_EQ(ReadFront(isi.reader, isi.reader.fd), kOk);
+  SystemCallsGuard calls;
+  std::size_t asked = 0;
+  calls.Replace<&SystemCalls::allocateZeroed>(
+      [&asked](std::size_t count, std::size_t each) -> void* {
+        asked = count * each;
+        return nullptr;
+      });
+  EXPECT_EQ(FirstEntry(isi.reader), WalkStatus::kNoMarks);
+  return asked;
+}
+
+TEST(TreeReader, MarksOnlySectorsThatAnAddressReaches) {
+  EXPECT_EQ(MarksOf({}, 8 * 4096), 9U);  // 64 sectors, and a byte for the last ones
+  EXPECT_EQ(MarksOf({}, off_t{1} << 40), (1U << 20) + 1);
+  EXPECT_EQ(MarksOf({.recordNumbers = true}, off_t{1} << 40), (1U << 28) + 1);
+  EXPECT_EQ(MarksOf({.recordNumbers = true}, off_t{1} << 42), (1U << 29) + 1);
+}
+
 TEST(TreeReader, UpperEntryComesBetweenItsChildAndTheNext) {
   std::vector<std::byte> image = EmptyTree(4096);
   PutNode(image, 1024, {"bbbb", "dddd"}, {2048, 2560}, 3072);
