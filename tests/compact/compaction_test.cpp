@@ -376,6 +376,23 @@ TEST_F(Compaction, RestoredIsiIsOnDiskBeforeTheBackupGoes) {
   EXPECT_LT(log.Last("sync old.ISI"), log.First("remove old.ISI.bak"));
 }
 
+// Not only by closing the data file, which other systems tell of later.
+TEST_F(Compaction, GivesTheRangeLockBack) {
+  Make({.entries = 20});
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"old,new", "-c"}, std::vector<std::string>{"old", "-c"}}) {
+    std::vector<int> requests;
+    calls.Replace<&SystemCalls::lock>([&](int fd, int command, struct flock* request) {
+      requests.push_back(request->l_type);
+      return calls.Original().lock(fd, command, request);
+    });
+    ASSERT_EQ(Run(arguments).code, kOk);
+    ASSERT_GE(requests.size(), 2U);
+    EXPECT_NE(requests[requests.size() - 2], F_UNLCK);
+    EXPECT_EQ(requests.back(), F_UNLCK);
+  }
+}
+
 TEST_F(Compaction, LeavesNoDescriptorOpen) {
   Make({.entries = 50, .deleted = 200});
   const std::size_t before = OpenDescriptors();

@@ -339,6 +339,14 @@ TEST(TreeReader, WhatNoTreeHoldsEndsTheWalk) {
   }
 }
 
+// Bytes that are no entry are never taken for one.
+TEST(TreeReader, NodeWithTooManyEntriesGivesNone) {
+  OpenIsi first(Damaged({"", [](Image& i) { layout::Store8(i, 2048 + 500, 32); }}));
+  EXPECT_EQ(Keys(Walk(first).first), std::vector<std::string>());
+  OpenIsi last(Damaged({"", [](Image& i) { layout::Store8(i, 3072 + 500, 32); }}));
+  EXPECT_EQ(Keys(Walk(last).first), (std::vector<std::string>{"aaaa", "bbbb", "cccc", "dddd"}));
+}
+
 TEST(TreeReader, FrontOfNoIsi) {
   struct Case {
     const char* name;
