@@ -138,6 +138,33 @@ TEST_F(ListReadFailure, BringsTheOldIndexBackOverItsLength) {
   }
 }
 
+// The place behind the end is not guessed: the chain would go over the tree.
+TEST_F(ListReadFailure, EndsTheRunWhenTheFilesEndIsNotKnown) {
+  int last = 0;  // the one of the chain, among all questions for the size of the ISI
+  const auto runFailing = [&](int wanted) {
+    Put(tree_);
+    int asked = 0;
+    calls.Replace<&SystemCalls::lseek>([&](int fd, off_t offset, int whence) -> off_t {
+      const bool size = whence == SEEK_END && fd == runContext->files.outputFd;
+      if (size && ++asked == wanted) {
+        errno = EIO;
+        return -1;
+      }
+      return calls.Original().lseek(fd, offset, whence);
+    });
+    const Outcome run = Run({"old", "-c"});
+    last = asked;
+    return run;
+  };
+  ASSERT_EQ(runFailing(0).code, kOk);
+  ASSERT_GT(last, 0);
+  const Outcome run = runFailing(last);
+  EXPECT_EQ(run.code, -3);
+  EXPECT_EQ(run.text, std::string(kOntoItself) + kRestored +
+                          "WARNING!  INDEX failed reading temporary work file.\n");
+  EXPECT_EQ(scratch.Read("old.ISI"), TextOf(old_));
+}
+
 // --- a user who cancels
 // ----------------------------------------------------------------------------------------------------
 
