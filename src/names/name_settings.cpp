@@ -24,7 +24,7 @@ void ReadSearchPath(RunContext& run) {
   const char* value = FirstEnvironmentValue(run, {"KVR_PATH", "TAVDB_DBPATH", "DBPATH"});
   std::string_view path = value == nullptr ? "" : value;
   // A directory that was cut would be another one.
-  while (path.size() > run.names.searchPath.kCapacity) {
+  while (path.size() > decltype(run.names.searchPath)::kCapacity) {
     const std::size_t last = path.rfind(':');
     path = path.substr(0, last == std::string_view::npos ? 0 : last);
   }
