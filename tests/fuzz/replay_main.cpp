@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <vector>
+
+#include "support/read_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
 
@@ -21,8 +21,7 @@ int main(int argc, char** argv) {
   for (const auto& path : files) {
     std::printf("%s\n", path.filename().c_str());
     std::fflush(stdout);
-    std::ifstream file(path, std::ios::binary);
-    const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
+    const std::string bytes = tavindex::test::ReadFile(path);
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   }
   std::printf("%zu files\n", files.size());

@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "common/run_context.h"
 #include "driver/run_driver.h"
@@ -99,11 +98,6 @@ void WriteFile(const std::string& name, std::string_view bytes) {
   std::ofstream file(name, std::ios::binary);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!file.flush()) Fail("the scene cannot be set: " + name);
-}
-
-std::string ReadFile(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 bool Exists(const std::string& name) {

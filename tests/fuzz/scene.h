@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/result_codes.h"
+#include "support/read_file.h"
 
 namespace tavindex::test {
 
@@ -15,8 +16,6 @@ namespace tavindex::test {
 void StartScene();
 
 void WriteFile(const std::string& name, std::string_view bytes);
-// Nothing when there is no such file.
-std::string ReadFile(const std::string& name);
 bool Exists(const std::string& name);
 
 // Cuts the text in front of the first `separator` off, and the separator.

@@ -6,8 +6,8 @@
 
 #include <chrono>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+
+#include "support/read_file.h"
 
 namespace tavindex::test {
 namespace {
@@ -75,8 +75,7 @@ std::string ShellCommand(const std::vector<std::string>& arguments) {
 }
 
 std::vector<std::byte> ReadBytes(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::string text = ReadFile(path);
   std::vector<std::byte> bytes(text.size());
   if (!text.empty()) std::memcpy(bytes.data(), text.data(), text.size());
   return bytes;

@@ -7,6 +7,7 @@
 #include <map>
 #include <random>
 #include <thread>
+#include <tuple>
 
 #include "sort_test.h"
 
@@ -72,12 +73,7 @@ class MergeTest : public SortTest {
     UseTrains(trains);
   }
   static bool Before(const Item& a, const Item& b) {
-    const auto bytes = [](const Item& item) {
-      return std::vector<unsigned char>(item.key.begin(), item.key.end());
-    };
-    const auto keyA = bytes(a);
-    const auto keyB = bytes(b);
-    return keyA != keyB ? keyA < keyB : a.lfa < b.lfa;
+    return std::tie(a.key, a.lfa) < std::tie(b.key, b.lfa);  // the keys as unsigned bytes
   }
   void ExpectAllInOrder() {
     std::sort(all.begin(), all.end(), Before);

@@ -53,10 +53,7 @@ class SortSubListTest : public SortTest {
 
 Items Expected(Items items) {
   std::sort(items.begin(), items.end(), [](const Item& a, const Item& b) {
-    const auto bytes = [](const Item& item) {
-      return std::vector<unsigned char>(item.key.begin(), item.key.end());
-    };
-    return std::make_tuple(bytes(a), a.lfa) < std::make_tuple(bytes(b), b.lfa);
+    return std::tie(a.key, a.lfa) < std::tie(b.key, b.lfa);  // the keys as unsigned bytes
   });
   return items;
 }

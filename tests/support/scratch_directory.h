@@ -13,6 +13,8 @@
 #include <string>
 #include <string_view>
 
+#include "support/read_file.h"
+
 namespace tavindex::test {
 
 // In memory where there is room for the largest test: most tests do little but create and sync
@@ -51,10 +53,7 @@ class ScratchDirectory {
     std::filesystem::create_directories(Path(name));
     return Path(name);
   }
-  std::string Read(std::string_view name) const {
-    std::ifstream file(Path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
+  std::string Read(std::string_view name) const { return ReadFile(Path(name)); }
   bool Exists(std::string_view name) const {
     struct stat status;
     return ::lstat(Path(name).c_str(), &status) == 0;
