@@ -241,8 +241,32 @@ TEST_F(Check, HeaderFields) {
             "remark: header: fileFlags: 02 without 20\n"
             "remark: header: a deleted-record list, but records "
             "of variable length\n");
+  EXPECT_EQ(with(layout::kFileFlags, 0x88),
+            "remark: header: fileFlags: space compression without variable length\n"
+            "remark: header: a deleted-record list, but records of variable length\n");
   EXPECT_EQ(with(layout::kDataFileName + 100, 'x'),
             "remark: header: bytes behind the data file's name\n");
+}
+
+TEST_F(Check, VersionThatThereIsNot) {
+  std::vector<std::byte> image = TinyImage();
+  layout::Store8(image, layout::kVersion, 0x99);
+  layout::Store8(image, layout::kVersionCheck, 0x66);  // the bytes are each other's complement
+  EXPECT_EQ(Alone(image), "header: unknown version 99\n");
+}
+
+TEST_F(Check, KeyBehindTheLastColumn) {
+  std::vector<std::byte> image = TinyImage();
+  layout::Store16(image, layout::kKeyTable, 65534, kLittle);  // and three columns more
+  EXPECT_EQ(Alone(image), "header: key table: entry 1: no such column\n");
+}
+
+TEST_F(Check, CommandLineWithoutAnEnd) {
+  std::vector<std::byte> image = TinyImage();
+  for (std::size_t i = 0; i < layout::kCommandLineSize; ++i) {
+    layout::Store8(image, layout::kCommandLine + i, 'x');
+  }
+  EXPECT_EQ(Alone(image), "header: the stored command line has no end\n");
 }
 
 TEST_F(Check, AtMostAThousandLines) {
@@ -290,6 +314,27 @@ TEST_F(Check, RecordMissing) {
   EXPECT_EQ(Faults(TinyImage()),
             "the record at 40 is not in the index\n"
             "header: the data ends at 40, but in the data file at 45\n");
+}
+
+// No record is longer than 65,534 bytes. What lies before it has been compared.
+TEST_F(Check, DataThatCannotBeIndexedToItsEnd) {
+  data += std::string(70000, 'x');
+  EXPECT_EQ(Faults(TinyImage()), "data file: a record is too long, from byte 40 on\n");
+  EXPECT_EQ(Json(Here({"check", "--json", "tiny.ISI"}).out, "d[0]['faults']"),
+            "[{'sector': None, 'remark': False, "
+            "'text': 'data file: a record is too long, from byte 40 on'}]");
+}
+
+TEST_F(Check, LineAndFlagsOfDifferentFormats) {
+  std::vector<std::byte> image = TinyImage();
+  layout::Store8(image, layout::kFileFlags, 0xA2);  // variable length, 20 set as it must be
+  scratch.Write("tiny.TXT", data);
+  WriteBytes("tiny.ISI", image);
+  EXPECT_NE(
+      Here({"check", "tiny.ISI"})
+          .out.find("; not compared with the data (the stored command line and the flags name "
+                    "different record formats)"),
+      std::string::npos);
 }
 
 TEST_F(Check, EntryLeftOver) {

@@ -148,6 +148,14 @@ TEST_F(SvgMap, NamesAreEscaped) {
   EXPECT_EQ(Xml(Isitool({"map", "--svg", name}).out, "r[0].text"), "Map of a<&>\\x01\\xFFz.ISI");
 }
 
+// Its end stays; a character of several bytes is not cut.
+TEST_F(SvgMap, LongNamesAreCutInFront) {
+  const std::string end = std::string(55, 'n') + ".ISI";  // 59 bytes
+  const std::string name = std::string(20, 'a') + "é" + end;
+  WriteBytes(name, TinyImage());
+  EXPECT_EQ(Xml(Isitool({"map", "--svg", name}).out, "r[0].text"), "Map of …" + end);
+}
+
 TEST_F(SvgMap, EveryTreeGivesADocument) {
   for (const TreePlan& plan : AllPlans()) {
     WriteBytes("old.ISI", MakeTree(plan).image);
