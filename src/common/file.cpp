@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "common/system_calls.h"
@@ -13,6 +14,9 @@ namespace {
 
 // A call that is interrupted more often than this fails: signals do not come that fast.
 constexpr int kMostInterrupts = 1000;
+
+// A single read gives less than 2 GiB, whatever it is asked for.
+constexpr std::size_t kLargestRead = std::size_t{1} << 30;  // bytes
 
 // Repeats a call that a signal interrupted.
 template <typename Call>
@@ -47,7 +51,16 @@ bool CloseFile(int& fd) {
 }
 
 std::int64_t ReadOnce(int fd, std::span<std::uint8_t> bytes) {
-  return Uninterrupted([&] { return systemCalls.read(fd, bytes.data(), bytes.size()); });
+  std::size_t filled = 0;
+  for (;;) {
+    const auto piece = bytes.subspan(filled, std::min(bytes.size() - filled, kLargestRead));
+    const std::int64_t count =
+        Uninterrupted([&] { return systemCalls.read(fd, piece.data(), piece.size()); });
+    if (count < 0) return -1;
+    filled += static_cast<std::size_t>(count);
+    const bool complete = static_cast<std::size_t>(count) == piece.size();
+    if (!complete || filled == bytes.size()) return static_cast<std::int64_t>(filled);
+  }
 }
 
 std::int64_t ReadFully(int fd, std::span<std::uint8_t> bytes) {

@@ -26,7 +26,8 @@ int OpenRegularFile(const char* path, int flags);
 // Returns false when close() reported a failure.
 bool CloseFile(int& fd);
 
-// One read, as the system gives it: the count (0 at the end of the file) or -1.
+// One read, as the system gives it: the count (0 at the end of the file) or -1. The pieces of more
+// than 1 GiB count as one.
 std::int64_t ReadOnce(int fd, std::span<std::uint8_t> bytes);
 
 // Reads until `bytes` is full or the file ends. Returns the count, or -1 after an error.
