@@ -227,12 +227,18 @@ bool IsIndexedFile(const RunContext& run, const char* path) {
   return run.options.CompactRun() && IsSameFile(path, run.compact.indexedFileName.CStr());
 }
 
+Result IndexNotCreated(RunContext& run) {
+  // The data file it is, not the index: other programs of the system expect it open to all then.
+  systemCalls.chmod(run.files.dataFileName.CStr(), kReadWriteAll);
+  return RefuseOutput(run);
+}
+
 // Looks, before anything is created, at what the index's name and the error file's name refer to.
 Result CheckIndexName(RunContext& run) {
   const FileState& files = run.files;
   const char* path = files.outputFileName.CStr();
   struct stat status;
-  if (LookAt(path, status) == PathState::kUnknown) return RefuseOutput(run);
+  if (LookAt(path, status) == PathState::kUnknown) return IndexNotCreated(run);
   const int data[] = {files.inputFd};
   if (IsOneOf(path, data) || IsIndexedFile(run, path)) return RefuseOutputIsInput(run);
   const int others[] = {files.workFd1, files.workFd2, run.console.consoleFd};
@@ -260,10 +266,7 @@ Result CreateIndex(RunContext& run) {
   const InterruptGuard guard;
   files.lastOpenPath = files.outputFileName;
   files.outputFd = CreateOutputFile(files.lastOpenPath.CStr());
-  if (files.outputFd >= 0) return kOk;
-  // The data file it is, not the index: other programs of the system expect it open to all then.
-  systemCalls.chmod(files.dataFileName.CStr(), kReadWriteAll);
-  return RefuseOutput(run);
+  return files.outputFd >= 0 ? kOk : IndexNotCreated(run);
 }
 
 Result CreateIndexFile(RunContext& run) {

@@ -381,6 +381,16 @@ TEST_F(OpenDataFileTest, OpensTheDataFileToAllWhenTheIndexCannotBeCreated) {
   EXPECT_EQ(status.st_mode & 0777, 0666U);
 }
 
+TEST_F(OpenDataFileTest, OpensTheDataFileToAllWhenTheIndexCannotBeLookedAt) {
+  const std::string data = scratch.Write("cust.TXT", kTwoLines);
+  ASSERT_EQ(::chmod(data.c_str(), 0600), 0);
+  ASSERT_EQ(::symlink("cust.ISI", scratch.Path("cust.ISI").c_str()), 0);
+  ExpectRefusal(-106, Open("cust"), "Can't create output file " + scratch.Path("cust.ISI"));
+  struct stat status;
+  ASSERT_EQ(::stat(data.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0666U);
+}
+
 // --- the error file
 // ------------------------------------------------------------------------------------
 
