@@ -1,6 +1,6 @@
-// Compactions that end in their middle: a node that cannot be written during the merge, a list
-// sector that cannot be read back while the chain moves down, a user who cancels. What is printed,
-// in its order, and what is left of the files.
+// Compactions that end in their middle: no memory for a tree, a node that cannot be written during
+// the merge, a list sector that cannot be read back while the chain moves down, a user who cancels.
+// What is printed, in its order, and what is left of the files.
 
 #include <gtest/gtest.h>
 
@@ -21,6 +21,7 @@ namespace {
 constexpr char kIntoCopy[] = "Compacting old.ISI into new.ISI\n";
 constexpr char kOntoItself[] = "Compacting old.ISI into old.ISI\n";
 constexpr char kRestored[] = "ISI has been restored after fatal compact error for file: old.ISI\n";
+constexpr char kWritingWorkFile[] = "WARNING!  INDEX failed writing to file tmp/dsort.\n";
 constexpr char kCannotWriteOutput[] = "WARNING!  INDEX failed writing output data!\n";
 
 // The text with the random parts of the work files' names taken out.
@@ -47,6 +48,24 @@ class CompactionFailure : public ProgramTest {
 
   std::vector<std::byte> old_;
 };
+
+// --- no memory for the nodes of the new tree, or for the marks of the old one's
+// -----------------------------------------------------------------------------------------
+
+// There are no trains yet, and no backup. Two buffers of every run come before.
+TEST_F(CompactionFailure, WithoutMemoryForATreeLeavesTheIndexAlone) {
+  Put(MakeTree({.entries = 100, .deleted = 2}));
+  for (const auto& [names, line] : {std::pair{"old,new", kIntoCopy}, {"old", kOntoItself}}) {
+    for (const auto& [nth, reason] :
+         {std::pair{3, "ISI buffer allocation failed.\n"}, {4, "Memory allocation failed.\n"}}) {
+      calls.FailNth<&SystemCalls::allocateZeroed>(nth, ENOMEM);
+      const Outcome run = Run({names, "-c"});
+      EXPECT_EQ(run.code, -9);
+      EXPECT_EQ(WithoutRandomParts(run.text), std::string(line) + reason + kWritingWorkFile);
+      ExpectNothingChanged();
+    }
+  }
+}
 
 // --- a node that cannot be written
 // -----------------------------------------------------------------------------------------
@@ -205,7 +224,6 @@ class CancelledCompaction : public CompactionFailure {
 
   static constexpr char kMemory[] = "Max memory set to 100.\n";
   static constexpr char kCancelledLine[] = "The operation was canceled by the user!\n";
-  static constexpr char kWritingWorkFile[] = "WARNING!  INDEX failed writing to file tmp/dsort.\n";
 };
 
 TEST_F(CancelledCompaction, OfACopyAtATrainRemovesTheCopy) {
