@@ -2,12 +2,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 
+#include "support/large_block.h"
 #include "support/run_test.h"
 
 namespace tavindex::test {
@@ -28,6 +28,11 @@ class FileTest : public ::testing::Test {
   SystemCallsGuard calls;
   std::array<std::uint8_t, 8> bytes{};
   int fd = -1;
+};
+
+class ReadOnceTest : public FileTest {
+ protected:
+  LargeBlock block;
 };
 
 using OpenFileTest = FileTest;
@@ -147,39 +152,14 @@ TEST_F(ReadFullyTest, FailsWhenTheSecondReadFails) {
   EXPECT_EQ(errno, EIO);
 }
 
-// A block of 2.5 GiB, of which no byte is touched: the read that fills it only counts.
-class ReadOnceTest : public FileTest {
- protected:
-  static constexpr std::size_t kSize = std::size_t{5} << 29;
-  static constexpr std::size_t kMostOfOneRead = 0x7FFFF000;
-
-  ReadOnceTest() {
-    room = ::mmap(nullptr, kSize, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    EXPECT_NE(room, MAP_FAILED);
-  }
-  ~ReadOnceTest() override { ::munmap(room, kSize); }
-
-  // Reads the whole block from a file of `size` bytes.
-  std::int64_t ReadFrom(std::size_t size) {
-    std::size_t taken = 0;
-    calls.Replace<&SystemCalls::read>([&, size](int, void* to, std::size_t count) {
-      EXPECT_EQ(to, static_cast<std::uint8_t*>(room) + taken);
-      const std::size_t given = std::min({count, size - taken, kMostOfOneRead});
-      taken += given;
-      return static_cast<ssize_t>(given);
-    });
-    return ReadOnce(0, {static_cast<std::uint8_t*>(room), kSize});
-  }
-
-  void* room = nullptr;
-};
-
 TEST_F(ReadOnceTest, GivesMoreThanTheSystemReadsAtOnce) {
-  EXPECT_EQ(ReadFrom(kSize), static_cast<std::int64_t>(kSize));
+  block.ReadFrom(LargeBlock::kSize, calls);
+  EXPECT_EQ(ReadOnce(0, block.Bytes()), std::int64_t{LargeBlock::kSize});
 }
 
 TEST_F(ReadOnceTest, EndsWithTheFirstShortPiece) {
-  EXPECT_EQ(ReadFrom((std::size_t{1} << 30) + 7), (std::int64_t{1} << 30) + 7);
+  block.ReadFrom((std::size_t{1} << 30) + 7, calls);
+  EXPECT_EQ(ReadOnce(0, block.Bytes()), (std::int64_t{1} << 30) + 7);
   EXPECT_EQ(calls.Count<&SystemCalls::read>(), 2);
 }
 
@@ -189,7 +169,8 @@ TEST_F(ReadOnceTest, FailsWithAnyPiece) {
     errno = EIO;
     return -1;
   });
-  EXPECT_EQ(ReadOnce(0, {static_cast<std::uint8_t*>(room), kSize}), -1);
+  EXPECT_EQ(ReadOnce(0, block.Bytes()), -1);
+  EXPECT_EQ(calls.Count<&SystemCalls::read>(), 3);
 }
 
 TEST_F(ReadAtTest, ReadsFromItsPlace) {

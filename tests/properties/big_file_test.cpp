@@ -1,7 +1,6 @@
-// Data files at the borders of 32-bit addresses, more than 2^24 records, and a sort train above
-// 2 GiB. The data files are short or sparse, so that they take little room on the disk. What is in
-// the header, and how large the index is, follows from the numbers; the tree is walked entry by
-// entry.
+// Data files at the borders of 32-bit addresses, and more than 2^24 records. The data files are
+// sparse, so that they take little room on the disk. What is in the header, and how large the index
+// is, follows from the numbers; the tree is walked entry by entry.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -12,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -343,47 +341,6 @@ TEST_F(BigFile, OfMoreThanTwoToThe24Records) {
   });
   EXPECT_EQ(walk.Run(), kKeys + 1);
   EXPECT_EQ(wrong, 0U);
-}
-
-// ---- One sort train of more than 2 GiB, which a single read cannot give ----
-
-std::uint64_t InstalledMemory() {
-  return static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) *
-         static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-}
-
-std::uint64_t RoomIn(const std::string& directory) {
-  return std::filesystem::space(directory).available;
-}
-
-// Of each letter 519231 records, and the first one stays.
-TEST_F(BigFile, WithATrainThatTakesSeveralReads) {
-  constexpr std::uint32_t kOfEachLetter = 519'231;
-  constexpr std::uint64_t kShortestItem = 160;  // bytes, with a key of 150
-  static_assert(26 * kOfEachLetter * kShortestItem > std::uint64_t{1} << 31);
-  if (InstalledMemory() < kFourGiB * 3 / 4) GTEST_SKIP() << "takes 2.3 GB of memory";
-  if (RoomIn("/tmp") < kFourGiB) GTEST_SKIP() << "takes 2.3 GB in /tmp";
-  std::ofstream data(scratch.Path("data.txt"), std::ios::binary);
-  for (std::uint32_t i = 0; i < 26 * kOfEachLetter; ++i) {
-    data << static_cast<char>('a' + i / kOfEachLetter) << '\n';
-  }
-  data.close();
-  const ProgramResult result =
-      RunProgram(scratch.Path(), {"-m2500000000", "data.txt,index.isi,,/tmp", "-n$1-150"});
-  ASSERT_EQ(result.exitStatus, 0) << result.output;
-  EXPECT_GT(result.peakKilobytes, 2 * 1024 * 1024);
-  EXPECT_EQ(scratch.FileCount(), 2U);
-  const MappedFile isi(scratch.Path("index.isi"));
-  IsiContents contents;
-  const Report report = CheckStructure(isi.Bytes(), {.builderShape = true}, &contents);
-  EXPECT_TRUE(report.Ok()) << report.Text();
-  std::vector<ModelEntry> expected;
-  for (std::uint32_t i = 0; i < 26; ++i) {
-    std::string key(150, ' ');
-    key[0] = static_cast<char>('a' + i);
-    expected.push_back({i * kOfEachLetter * 2, 0, 2, key});
-  }
-  EXPECT_EQ(contents.entries, expected);
 }
 
 }  // namespace

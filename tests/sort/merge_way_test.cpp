@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "sort_test.h"
+#include "support/large_block.h"
 
 namespace tavindex::test {
 namespace {
@@ -62,6 +63,22 @@ TEST_F(ReadWayBlockTest, AcceptsTheShortBlockAtTheFilesEnd) {
   EXPECT_EQ(ItemAt(way.current), (Item{3, 5, "cc"}));
   EXPECT_EQ(way.itemsLeft, 1U);
   EXPECT_EQ(calls.Count<&SystemCalls::read>(), 1);
+}
+
+// A single train in a sort area above 2 GiB is one block.
+TEST_F(ReadWayBlockTest, TakesABlockThatNoSingleReadGives) {
+  constexpr std::uint32_t kItems = 200'000'000;
+  constexpr std::uint32_t kBlkLgt = kItems * 12;
+  static_assert(kBlkLgt > LargeBlock::kMostOfOneRead && kBlkLgt <= LargeBlock::kSize);
+  run.control.debugMode = true;
+  LargeBlock block;
+  block.ReadFrom(kBlkLgt, calls);
+  way.block = block.Bytes().data();
+  EXPECT_EQ(ReadWayBlock(run, way, kBlkLgt, kFirstBlock), kOk);
+  EXPECT_EQ(way.itemsLeft, kItems);
+  EXPECT_EQ(way.current, way.block);
+  EXPECT_EQ(way.nextOffset, std::int64_t{kBlkLgt});
+  EXPECT_EQ(console.Text(), "");
 }
 
 TEST_F(ReadWayBlockTest, FailsBehindTheFilesEnd) {
